@@ -1,0 +1,61 @@
+// Result codes, states and flags that the model tests, with the platform's
+// names and values. Model code only: on Windows these names are macros of
+// <windows.h>, so an implementation file that includes that header uses the
+// platform's own definitions and never includes this one.
+#pragma once
+
+#include "platform/types.h"
+
+#if defined(S_OK) || defined(ERROR_PIPE_BUSY) || defined(DEVICE_STATE_ACTIVE)
+#error "platform/codes.h is for model code; Windows implementation files use <windows.h> instead"
+#endif
+
+namespace qv {
+
+inline constexpr HRESULT S_OK = 0;
+inline constexpr HRESULT S_FALSE = 1;
+inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001u);
+inline constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002u);
+inline constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003u);
+inline constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005u);
+inline constexpr HRESULT E_ACCESSDENIED = static_cast<HRESULT>(0x80070005u);
+inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057u);
+inline constexpr HRESULT E_NOTFOUND = static_cast<HRESULT>(0x80070490u);
+inline constexpr HRESULT AUDCLNT_E_DEVICE_INVALIDATED = static_cast<HRESULT>(0x88890004u);
+
+inline constexpr Win32Error ERROR_SUCCESS = 0;
+inline constexpr Win32Error ERROR_FILE_NOT_FOUND = 2;
+inline constexpr Win32Error ERROR_ACCESS_DENIED = 5;
+inline constexpr Win32Error ERROR_INVALID_HANDLE = 6;
+inline constexpr Win32Error ERROR_INVALID_PARAMETER = 87;
+inline constexpr Win32Error ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr Win32Error ERROR_MORE_DATA = 234;
+inline constexpr Win32Error ERROR_PIPE_BUSY = 231;
+inline constexpr Win32Error ERROR_NO_DATA = 232;
+inline constexpr Win32Error ERROR_PIPE_NOT_CONNECTED = 233;
+inline constexpr Win32Error ERROR_BROKEN_PIPE = 109;
+inline constexpr Win32Error ERROR_SEM_TIMEOUT = 121;
+inline constexpr Win32Error ERROR_FILENAME_EXCED_RANGE = 206;
+inline constexpr Win32Error ERROR_PIPE_CONNECTED = 535;
+inline constexpr Win32Error ERROR_PROC_NOT_FOUND = 127;
+inline constexpr Win32Error ERROR_MOD_NOT_FOUND = 126;
+inline constexpr Win32Error ERROR_CALL_NOT_IMPLEMENTED = 120;
+inline constexpr Win32Error ERROR_INVALID_FUNCTION = 1;
+inline constexpr Win32Error ERROR_NOT_SUPPORTED = 50;
+
+inline constexpr uint32_t DEVICE_STATE_ACTIVE = 0x1;
+inline constexpr uint32_t DEVICE_STATE_DISABLED = 0x2;
+inline constexpr uint32_t DEVICE_STATE_NOTPRESENT = 0x4;
+inline constexpr uint32_t DEVICE_STATE_UNPLUGGED = 0x8;
+inline constexpr uint32_t DEVICE_STATEMASK_ALL = 0xF;
+
+inline constexpr uint32_t STGM_READ = 0;
+inline constexpr uint32_t CLSCTX_ALL = 23;
+
+inline constexpr uint32_t PBT_APMSUSPEND = 4;
+inline constexpr uint32_t PBT_APMRESUMEAUTOMATIC = 18;
+
+inline constexpr uint32_t WM_QUIT = 18;
+inline constexpr uint32_t WM_USER = 0x400;
+
+}  // namespace qv

@@ -1,0 +1,41 @@
+// SIGINT and SIGTERM become the quit message: a thread of its own waits for
+// them with sigwait, so no handler runs in signal context.
+#include <csignal>
+#include <pthread.h>
+#include <thread>
+
+#include "platform/native.h"
+
+namespace qv {
+
+namespace {
+sigset_t InterruptSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    return set;
+}
+}  // namespace
+
+void HoldInterrupts() {
+    // Blocked in this thread and in every thread started after it; the
+    // waiter of PostQuitOnInterrupt is the one that takes them.
+    sigset_t set = InterruptSignals();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+void PostQuitOnInterrupt(const CRefPtr<IMessageLoop>& loop) {
+    HoldInterrupts();
+    sigset_t set = InterruptSignals();
+    CRefPtr<IMessageLoop> target = loop;
+    std::thread([set, target] {
+        for (;;) {
+            int signal = 0;
+            if (sigwait(&set, &signal) != 0) return;
+            target->PostThreadMessage(kQuitMessage, 0, 0);
+        }
+    }).detach();
+}
+
+}  // namespace qv

@@ -1,0 +1,53 @@
+#include "platform/portable_message_loop.h"
+
+#include <functional>
+
+#include "platform/thread_id.h"
+
+namespace qv {
+
+CPortableMessageLoop::CPortableMessageLoop() : m_threadId(CurrentThreadId()) {}
+
+CPortableMessageLoop::~CPortableMessageLoop() {
+    // Messages that nobody dispatched are dropped with their functions. The
+    // functions are freed here, where a Windows process would simply lose
+    // them at exit, so that the leak checker sees a clean end.
+    for (const LoopMessage& m : m_queue) {
+        if (m.message == kPostedFunctionMessage && m.lParam != 0)
+            delete reinterpret_cast<std::function<void()>*>(m.lParam);
+    }
+}
+
+bool CPortableMessageLoop::PostThreadMessage(uint32_t message, uintptr_t wParam, intptr_t lParam) {
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_closed) return false;
+        m_queue.push_back({message, wParam, lParam});
+    }
+    m_cv.notify_one();
+    return true;
+}
+
+int CPortableMessageLoop::GetMessage(LoopMessage& message) {
+    std::unique_lock lock(m_mutex);
+    m_cv.wait(lock, [&] { return !m_queue.empty(); });
+    message = m_queue.front();
+    m_queue.pop_front();
+    return message.message == kQuitMessage ? 0 : 1;
+}
+
+void CPortableMessageLoop::DispatchPlatformMessage(const LoopMessage&) {
+    // There are no windows to dispatch to.
+}
+
+void CPortableMessageLoop::Close() {
+    std::lock_guard lock(m_mutex);
+    m_closed = true;
+}
+
+std::size_t CPortableMessageLoop::QueuedCount() const {
+    std::lock_guard lock(m_mutex);
+    return m_queue.size();
+}
+
+}  // namespace qv

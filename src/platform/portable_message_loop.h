@@ -1,0 +1,39 @@
+// A thread message queue where the platform has none: a mutex-and-condition
+// queue with the order and quit semantics of a Windows thread queue. Used on
+// Linux and by the simulated platform on every system.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+
+#include "platform/loop.h"
+
+namespace qv {
+
+class CPortableMessageLoop : public CAddReleaseRef, public IMessageLoop {
+public:
+    // Bound to the calling thread.
+    CPortableMessageLoop();
+
+    bool PostThreadMessage(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
+    int GetMessage(LoopMessage& message) override;
+    void DispatchPlatformMessage(const LoopMessage& message) override;
+    uint32_t ThreadId() const override { return m_threadId; }
+
+    // Stops taking messages: later posts fail, as a post to a thread that has
+    // ended does. What is queued stays until the loop goes.
+    void Close();
+    std::size_t QueuedCount() const;
+
+private:
+    ~CPortableMessageLoop() override;
+
+    uint32_t m_threadId;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_cv;
+    std::deque<LoopMessage> m_queue;
+    bool m_closed = false;
+};
+
+}  // namespace qv

@@ -1,0 +1,44 @@
+// The simulated platform: audio, processes, power, registry and the rest in
+// memory, driven by a test; callbacks come from threads of the simulation,
+// never from the caller's. Pipes stay real: they are the machine's own.
+#pragma once
+
+#include <mutex>
+
+#include "platform/platform.h"
+#include "platform/sim/sim_debug_output.h"
+#include "platform/sim/sim_system.h"
+
+namespace qv {
+
+class CSimPlatform : public CAddReleaseRef, public IPlatform {
+public:
+    CSimPlatform();
+
+    std::wstring Name() const override { return L"simulated"; }
+    CRefPtr<IMessageLoop> CreateMessageLoop() override;
+    HRESULT CreateDeviceEnumerator(CRefPtr<IMMDeviceEnumerator>& enumerator) override;
+
+    CRefPtr<ISystem> System() override { return SimSystem; }
+    CRefPtr<IDebugOutput> DebugOutput() override { return SimDebugOutput; }
+    CRefPtr<IPipes> Pipes() override;
+    CRefPtr<IRegistry> Registry() override;
+    CRefPtr<ISync> Sync() override;
+    CRefPtr<IPower> Power() override;
+    CRefPtr<IProcesses> Processes() override;
+    CRefPtr<IFiles> Files() override;
+    CRefPtr<IResources> Resources() override;
+    CRefPtr<IMediaFoundation> Media() override;
+    CRefPtr<IHttp> Http() override;
+    CRefPtr<IAppServices> AppServices() override;
+    CRefPtr<IVendorApi> VendorApi() override;
+    CRefPtr<IPluginLoader> Plugins() override;
+
+    const CRefPtr<CSimSystem> SimSystem;
+    const CRefPtr<CSimDebugOutput> SimDebugOutput;
+
+private:
+    CRefPtr<IPlatform> m_native;  // for what stays real: pipes
+};
+
+}  // namespace qv

@@ -1,0 +1,28 @@
+// The whole life of the process, on whatever platform has been set: read the
+// arguments, bring up the object graph, turn the loop until the quit message,
+// tear down in order.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/loop.h"
+
+namespace qv {
+
+// The id of the main thread, set first thing.
+uint32_t MainThreadId();
+
+struct EntryHooks {
+    // Called once the loop exists and before it turns: main wires the user's
+    // interrupt to it; tests post into it.
+    std::function<void(const CRefPtr<IMessageLoop>&)> loopReady;
+};
+
+// The elements of the command line, UTF-8, the program path first. Returns
+// the exit code.
+int RunContentClassifier(const std::vector<std::string>& arguments, const EntryHooks& hooks = {});
+
+}  // namespace qv
