@@ -36,6 +36,14 @@ int CPortableMessageLoop::GetMessage(LoopMessage& message) {
     return message.message == kQuitMessage ? 0 : 1;
 }
 
+bool CPortableMessageLoop::GetMessageFor(LoopMessage& message, std::chrono::milliseconds timeout) {
+    std::unique_lock lock(m_mutex);
+    if (!m_cv.wait_for(lock, timeout, [&] { return !m_queue.empty(); })) return false;
+    message = m_queue.front();
+    m_queue.pop_front();
+    return true;
+}
+
 void CPortableMessageLoop::DispatchPlatformMessage(const LoopMessage&) {
     // There are no windows to dispatch to.
 }

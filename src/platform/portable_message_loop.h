@@ -3,6 +3,7 @@
 // Linux and by the simulated platform on every system.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -25,6 +26,9 @@ public:
     // ended does. What is queued stays until the loop goes.
     void Close();
     std::size_t QueuedCount() const;
+    // Like GetMessage, but gives up after the time-out: false then, and the
+    // message is untouched. Tests drive the loop with it.
+    bool GetMessageFor(LoopMessage& message, std::chrono::milliseconds timeout);
 
 private:
     ~CPortableMessageLoop() override;
