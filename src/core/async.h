@@ -38,10 +38,18 @@ private:
 
 // A binary lock that any thread may release, with a timed take. The wait lock
 // of a cancellation is taken at construction on one thread and released by
-// whichever thread cancels, which a standard mutex does not allow.
+// whichever thread cancels, which a standard mutex does not allow. An action's
+// RunLock is one too: the timed take of a std::timed_mutex goes through
+// pthread_mutex_clocklock, which ThreadSanitizer does not follow, so it would
+// take every Cancel with a time-out for the unlock of a mutex never taken.
 class CTimedLock {
 public:
     explicit CTimedLock(bool locked) : m_locked(locked) {}
+    void lock() {
+        std::unique_lock g(m_mutex);
+        m_cv.wait(g, [&] { return !m_locked; });
+        m_locked = true;
+    }
     bool try_lock() {
         std::lock_guard g(m_mutex);
         if (m_locked) return false;
@@ -109,7 +117,7 @@ private:
     void DelayedWait(const CRefPtr<IAsyncActionDispatcher>& dispatcher, std::chrono::milliseconds delay);
 
     Function m_function;
-    std::timed_mutex RunLock;
+    CTimedLock RunLock{false};  // free until the function starts, held while it runs
     CRefPtr<CAsyncActionCancellation> m_cancellation;
 };
 

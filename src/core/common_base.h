@@ -10,14 +10,13 @@
 #include <cstdint>
 #include <utility>
 
+#include "classify/content_classifier_log.h"
 #include "core/async.h"
 #include "core/observable.h"
 #include "core/ref.h"
 #include "core/trace.h"
 
 namespace qv {
-
-class CContentClassifierLog;
 
 class CCommonBase : public CAddReleaseRef {
 public:
@@ -88,6 +87,15 @@ private:                                                                        
         return {&::qv::HandlerDispatch<C, &C::C##_##P##Changing, &C::P##_Changing>,                \
                 &::qv::HandlerDispatch<C, &C::C##_##P##Changed, &C::P##_Changed>};                 \
     }
+
+// The two empty virtual hooks of a property that the class itself does not
+// watch; a subclass may still override them.
+#define QV_PROPERTY_HOOKS(P)                                                                        \
+public:                                                                                             \
+    virtual void P##_Changing(void*, ::qv::CallbackCallReason) {}                                  \
+    virtual void P##_Changed(void*, ::qv::CallbackCallReason) {}                                   \
+                                                                                                    \
+private:
 
 #define QV_COLLECTION_HANDLERS(C, CollectionType, N)                                                 \
     void N##_ItemAdded(const CollectionType::value_type& item, int32_t index);                       \

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "core/property_accessor_table.h"
@@ -84,10 +85,10 @@ private:
 class _observable_property_base {
 public:
     virtual ~_observable_property_base() = default;
-    // Only a property of narrow text takes narrow text; for all others this
-    // does nothing.
-    virtual void set(std::string value) = 0;
-    // Kept for symmetry with narrow text; it does nothing for every type.
+    // Text without knowing the type: a property of narrow text takes it as its
+    // typed set (which overrides this one); every other property ignores it.
+    virtual void set(std::string /*value*/) {}
+    // The same for wide text; kept for symmetry, nothing calls it.
     virtual void set(std::wstring /*value*/) {}
 
     virtual void AddChangingHandler(const PropertyHandlerEntry& entry) = 0;
@@ -100,6 +101,7 @@ template <class T>
 class observable_property_base : public _observable_property_base {
 public:
     using _observable_property_base::set;
+    // For T of narrow or wide text this is the root's text setter too.
     virtual void set(T value) = 0;
     virtual T get() const = 0;
 };
@@ -121,18 +123,17 @@ public:
     observable_property(const observable_property&) = delete;
     observable_property& operator=(const observable_property&) = delete;
 
-    using observable_property_base<T>::set;
-
+    // Model code sets a property it knows through this typed setter alone;
+    // the root's text setters stay hidden here so that text cannot be given
+    // to a property of another type by mistake.
     void set(T value) override {
         if (value == m_value) return;
         m_changing.CallNewestFirst(CallbackCallReason::ValueChanged);
         m_value = std::move(value);
         m_changed.CallOldestFirst(CallbackCallReason::ValueChanged);
     }
-
-    void set(std::string value) override {
-        if constexpr (std::is_same_v<T, std::string>) set(T(std::move(value)));
-    }
+    // Clears a property of a pointer or reference.
+    void set(std::nullptr_t) { set(T(nullptr)); }
 
     T get() const override { return m_value; }
     // Read without a copy; for the model's own reads.

@@ -211,7 +211,9 @@ public:
 
     void GetWeakRefCtrlBlock(CRefPtr<IWeakRefCtrlBlock>& block) override {
         SharedLock::Guard g(m_lock);
-        if (!m_block) m_block = new CWeakRefCtrlBlock(this, m_lock);
+        // Asked during the object's destruction, the block starts dead, so a
+        // weak reference made then can never reach the dying object.
+        if (!m_block) m_block = new CWeakRefCtrlBlock(m_count != 0 ? this : nullptr, m_lock);
         block = CRefPtr<IWeakRefCtrlBlock>(m_block);
     }
 

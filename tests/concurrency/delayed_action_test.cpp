@@ -1,0 +1,243 @@
+// Delayed actions across threads: timer threads woken by a cancel, a shared
+// cancellation waking every sleeper, Cancel waiting for a running function,
+// order of posts from one thread, and the delay as a lower bound.
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <limits>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "core/async.h"
+#include "platform/thread_id.h"
+#include "support/main_thread_harness.h"
+#include "wait_until.h"
+
+namespace qv {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+class DelayedActionTest : public testing::Test {
+protected:
+    test::MainThreadHarness main{false};
+    std::atomic<int> runs{0};
+    CAsyncAction::Function count = [this](CRefPtr<CAsyncAction>) { ++runs; };
+};
+
+TEST_F(DelayedActionTest, CancelWhileTheDelayedWaitSleepsEndsItsThreadAtOnce) {
+    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, 10s, count);
+    ASSERT_TRUE(action);
+    // Nothing shows that the timer thread has gone to sleep yet; a moment's
+    // head start makes the cancel find it asleep in practice. Either way the
+    // thread must end at once.
+    std::this_thread::sleep_for(50ms);
+
+    const auto cancelled = Clock::now();
+    EXPECT_TRUE(action->Cancel(0));
+    ASSERT_TRUE(test::WaitUntil([&] { return action->Finished.load(); }, 5s))
+        << "the timer thread still sleeps out its 10 s";
+    EXPECT_LT(Clock::now() - cancelled, 5s);
+
+    EXPECT_EQ(main.RunPending(), 0u) << "a cancelled timer posts nothing";
+    EXPECT_EQ(runs.load(), 0);
+    EXPECT_FALSE(action->Ran.load());
+}
+
+TEST_F(DelayedActionTest, SharedCancellationWakesEveryThreadSleepingOnIt) {
+    constexpr int kSleepers = 5;
+    std::vector<CRefPtr<CAsyncAction>> actions;
+    actions.push_back(CAsyncAction::Post(main.dispatcher, 10s, count));
+    const CRefPtr<CAsyncActionCancellation> chain = actions.front()->GetCancellation();
+    for (int i = 1; i < kSleepers; ++i) actions.push_back(CAsyncAction::Post(main.dispatcher, 10s, count, chain));
+
+    EXPECT_TRUE(actions[2]->Cancel(0));
+    for (int i = 0; i < kSleepers; ++i) {
+        EXPECT_TRUE(test::WaitUntil([&] { return actions[i]->Finished.load(); }, 5s)) << "sleeper " << i;
+    }
+    EXPECT_EQ(main.RunPending(), 0u);
+    EXPECT_EQ(runs.load(), 0);
+}
+
+TEST_F(DelayedActionTest, CancelWithATimeOutWaitsForTheRunningFunction) {
+    std::atomic<bool> started{false};
+    std::atomic<bool> cancelling{false};
+    std::atomic<bool> done{false};
+    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, [&](CRefPtr<CAsyncAction>) {
+        started = true;
+        test::WaitUntil([&] { return cancelling.load(); });
+        // Give a Cancel that does not wait the chance to return too early.
+        std::this_thread::sleep_for(50ms);
+        done = true;
+    });
+
+    bool result = false;
+    bool doneWhenCancelReturned = false;
+    std::thread canceller([&] {
+        test::WaitUntil([&] { return started.load(); });
+        cancelling = true;
+        result = action->Cancel(10000);
+        doneWhenCancelReturned = done.load();
+    });
+    EXPECT_TRUE(main.RunUntil([&] { return action->Finished.load(); }));
+    canceller.join();
+
+    EXPECT_TRUE(result);
+    EXPECT_TRUE(doneWhenCancelReturned) << "Cancel returned while the function was still running";
+    EXPECT_TRUE(action->Ran.load()) << "a cancel after the start does not stop the function";
+}
+
+TEST_F(DelayedActionTest, CancelWithoutLimitWaitsForTheRunningFunction) {
+    std::atomic<bool> started{false};
+    std::atomic<bool> cancelling{false};
+    std::atomic<bool> done{false};
+    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, [&](CRefPtr<CAsyncAction>) {
+        started = true;
+        test::WaitUntil([&] { return cancelling.load(); });
+        std::this_thread::sleep_for(50ms);
+        done = true;
+    });
+    bool result = false;
+    bool doneWhenCancelReturned = false;
+    std::thread canceller([&] {
+        test::WaitUntil([&] { return started.load(); });
+        cancelling = true;
+        result = action->Cancel(std::numeric_limits<int64_t>::max());
+        doneWhenCancelReturned = done.load();
+    });
+    EXPECT_TRUE(main.RunUntil([&] { return action->Finished.load(); }));
+    canceller.join();
+    EXPECT_TRUE(result);
+    EXPECT_TRUE(doneWhenCancelReturned);
+}
+
+TEST_F(DelayedActionTest, CancelWithAShortTimeOutGivesFalseWhileTheFunctionRuns) {
+    std::atomic<bool> started{false};
+    std::atomic<bool> cancelReturned{false};
+    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, [&](CRefPtr<CAsyncAction>) {
+        started = true;
+        test::WaitUntil([&] { return cancelReturned.load(); });
+    });
+    bool result = true;
+    std::thread canceller([&] {
+        test::WaitUntil([&] { return started.load(); });
+        result = action->Cancel(50);
+        cancelReturned = true;
+    });
+    EXPECT_TRUE(main.RunUntil([&] { return action->Finished.load(); }));
+    canceller.join();
+    EXPECT_FALSE(result);
+    const CRefPtr<CAsyncActionCancellation> cancellation = action->GetCancellation();
+    EXPECT_TRUE(cancellation->Cancelled.load()) << "the cancel took effect even so";
+    EXPECT_FALSE(action->Cancel(0));
+}
+
+TEST_F(DelayedActionTest, ZeroDelayActionsFromOneThreadRunInOrderOnTheMainThread) {
+    constexpr int kActions = 500;
+    std::vector<int> order;
+    bool allOnMain = true;
+    const uint32_t mainThread = CurrentThreadId();
+    std::thread poster([&] {
+        for (int i = 0; i < kActions; ++i) {
+            CAsyncAction::Post(main.dispatcher, [&, i](CRefPtr<CAsyncAction>) {
+                order.push_back(i);
+                allOnMain = allOnMain && CurrentThreadId() == mainThread;
+            });
+        }
+    });
+    EXPECT_TRUE(main.RunUntil([&] { return order.size() == kActions; }));
+    poster.join();
+    ASSERT_EQ(order.size(), static_cast<std::size_t>(kActions));
+    for (int i = 0; i < kActions; ++i) ASSERT_EQ(order[i], i);
+    EXPECT_TRUE(allOnMain);
+}
+
+TEST_F(DelayedActionTest, DelayIsALowerBound) {
+    struct Timing {
+        std::chrono::milliseconds delay;
+        Clock::time_point posted;
+        Clock::time_point ran;
+    };
+    std::vector<Timing> timings{{20ms, {}, {}}, {50ms, {}, {}}, {120ms, {}, {}}};
+    std::vector<CRefPtr<CAsyncAction>> actions;
+    for (Timing& t : timings) {
+        t.posted = Clock::now();
+        actions.push_back(
+            CAsyncAction::Post(main.dispatcher, t.delay, [&t](CRefPtr<CAsyncAction>) { t.ran = Clock::now(); }));
+    }
+    EXPECT_TRUE(main.RunUntil([&] {
+        for (auto& a : actions)
+            if (!a->Ran.load()) return false;
+        return true;
+    }));
+    for (const Timing& t : timings) {
+        EXPECT_GE(t.ran - t.posted, t.delay) << "delay " << t.delay.count() << " ms";
+    }
+}
+
+TEST_F(DelayedActionTest, RefusedPostOfADelayedActionGoesUnnoticed) {
+    std::atomic<int> offered{0};
+    CRefPtr<IAsyncActionDispatcher> refusing = MakeRef<CAsyncActionDispatcher>([&](const std::function<void()>&) {
+        ++offered;
+        return false;
+    });
+    CRefPtr<CAsyncAction> action = CAsyncAction::Post(refusing, 10ms, count);
+    ASSERT_TRUE(test::WaitUntil([&] { return offered.load() == 1; }));
+    EXPECT_FALSE(action->Finished.load());
+    EXPECT_FALSE(action->Ran.load());
+}
+
+TEST_F(DelayedActionTest, DelayedActionHoldsItselfAndTheDispatcherUntilItIsDealtWith) {
+    std::atomic<bool> ran{false};
+    CWeakRefPtr<CAsyncAction> weak = CAsyncAction::Post(main.dispatcher, 20ms, [&](CRefPtr<CAsyncAction>) {
+        ran = true;
+    });
+    EXPECT_TRUE(main.RunUntil([&] { return ran.load(); }));
+    EXPECT_TRUE(test::WaitUntil([&] { return !weak.Lock(); })) << "the action outlived its run";
+}
+
+// Posts, delays and cancels from several threads at once: every action ends
+// in exactly one way, and a function never runs twice.
+TEST_F(DelayedActionTest, ConcurrentPostsAndCancelsEachEndOnce) {
+    constexpr int kThreads = 3;
+    constexpr int kPerThread = 60;
+    struct Slot {
+        CRefPtr<CAsyncAction> action;
+        std::atomic<int> calls{0};
+    };
+    std::vector<Slot> slots(kThreads * kPerThread);
+    std::atomic<int> posted{0};
+    std::vector<std::thread> posters;
+    for (int t = 0; t < kThreads; ++t) {
+        posters.emplace_back([&, t] {
+            for (int i = 0; i < kPerThread; ++i) {
+                Slot& slot = slots[t * kPerThread + i];
+                const auto delay = std::chrono::milliseconds(i % 3 == 0 ? 0 : i % 7);
+                CRefPtr<CAsyncAction> action =
+                    CAsyncAction::Post(main.dispatcher, delay, [&slot](CRefPtr<CAsyncAction>) { ++slot.calls; });
+                if (i % 2 == 0) action->Cancel(0);
+                slot.action = action;
+                posted.fetch_add(1, std::memory_order_release);
+            }
+        });
+    }
+    // The loop turns while the posters post and cancel.
+    EXPECT_TRUE(main.RunUntil([&] {
+        if (posted.load(std::memory_order_acquire) != kThreads * kPerThread) return false;
+        for (auto& slot : slots)
+            if (!slot.action->Finished.load()) return false;
+        return true;
+    }));
+    for (auto& poster : posters) poster.join();
+    for (auto& slot : slots) {
+        EXPECT_LE(slot.calls.load(), 1);
+        EXPECT_EQ(slot.calls.load() == 1, slot.action->Ran.load());
+    }
+}
+
+}  // namespace
+}  // namespace qv
