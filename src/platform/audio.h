@@ -31,7 +31,7 @@ inline constexpr GUID IID_IAudioSessionControl2{
 inline constexpr GUID IID_IAudioSessionEvents{
     0x24918ACC, 0x64B3, 0x37C1, {0x8C, 0xA9, 0x74, 0xA6, 0x6E, 0x99, 0x57, 0xA8}};
 inline constexpr GUID IID_IAudioSessionNotification{
-    0x641DD20B, 0x4D41, 0x49CC, {0xAB, 0xA3, 0x17, 0x4B, 0x94, 0x07, 0xBB, 0xC2}};
+    0x641DD20B, 0x4D41, 0x49CC, {0xAB, 0xA3, 0x17, 0x4B, 0x94, 0x77, 0xBB, 0x08}};
 
 // IMMNotificationClient: endpoint events. The platform holds no reference to
 // a registered client; it calls it until UnregisterEndpointNotificationCallback
@@ -140,6 +140,10 @@ struct IAudioSessionManager2 : virtual IAddReleaseRef {
     virtual HRESULT RegisterSessionNotification(IAudioSessionNotification* notification) = 0;
     virtual HRESULT UnregisterSessionNotification(IAudioSessionNotification* notification) = 0;
 };
+
+// The endpoint's name as the user sees it ("Speakers (USB Audio)").
+inline constexpr PROPERTYKEY PKEY_Device_FriendlyName{
+    {0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
 
 // The four endpoint property keys of the automatic preset. The second key's
 // format id ends in 19, not 18: it is another set of properties.

@@ -22,6 +22,7 @@ inline constexpr HRESULT E_ACCESSDENIED = static_cast<HRESULT>(0x80070005u);
 inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057u);
 inline constexpr HRESULT E_NOTFOUND = static_cast<HRESULT>(0x80070490u);
 inline constexpr HRESULT AUDCLNT_E_DEVICE_INVALIDATED = static_cast<HRESULT>(0x88890004u);
+inline constexpr HRESULT AUDCLNT_E_SERVICE_NOT_RUNNING = static_cast<HRESULT>(0x88890010u);
 
 inline constexpr Win32Error ERROR_SUCCESS = 0;
 inline constexpr Win32Error ERROR_FILE_NOT_FOUND = 2;

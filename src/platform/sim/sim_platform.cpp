@@ -7,26 +7,43 @@
 namespace qv {
 
 CSimPlatform::CSimPlatform()
-    : SimSystem(MakeRef<CSimSystem>()), SimDebugOutput(MakeRef<CSimDebugOutput>()), m_native(CreateNativePlatform()) {}
+    : SimSystem(MakeRef<CSimSystem>()),
+      SimDebugOutput(MakeRef<CSimDebugOutput>()),
+      SimAudio(MakeRef<CSimAudio>()),
+      SimSync(MakeRef<CSimSync>()),
+      SimProcesses(MakeRef<CSimProcesses>(SimSync->Kernel(), SimSystem)),
+      SimPower(MakeRef<CSimPower>()),
+      SimRegistry(MakeRef<CSimRegistry>()),
+      m_native(CreateNativePlatform()) {}
+
+CSimPlatform::~CSimPlatform() {
+    // The model may still hold a port (a cycle through a wait thread's
+    // function, say), so the machine is stopped here and not left to the
+    // ports' own ends.
+    SimAudio->Shutdown();
+    SimPower->Shutdown();
+    SimProcesses->Shutdown();
+    SimSync->Shutdown();
+}
 
 CRefPtr<IMessageLoop> CSimPlatform::CreateMessageLoop() { return MakeRef<CPortableMessageLoop>(); }
 
 HRESULT CSimPlatform::CreateDeviceEnumerator(CRefPtr<IMMDeviceEnumerator>& enumerator) {
-    ReportPortUnavailable(Name(), L"audio");
-    return E_NOTIMPL;
+    return SimAudio->CreateDeviceEnumerator(enumerator);
 }
 
 CRefPtr<IPipes> CSimPlatform::Pipes() { return m_native->Pipes(); }
-CRefPtr<IRegistry> CSimPlatform::Registry() { return ReportPortUnavailable(Name(), L"registry"); }
-CRefPtr<ISync> CSimPlatform::Sync() { return ReportPortUnavailable(Name(), L"synchronisation"); }
-CRefPtr<IPower> CSimPlatform::Power() { return ReportPortUnavailable(Name(), L"power"); }
-CRefPtr<IProcesses> CSimPlatform::Processes() { return ReportPortUnavailable(Name(), L"processes"); }
+CRefPtr<IRegistry> CSimPlatform::Registry() { return SimRegistry; }
+CRefPtr<ISync> CSimPlatform::Sync() { return SimSync; }
+CRefPtr<IPower> CSimPlatform::Power() { return SimPower; }
+CRefPtr<IProcesses> CSimPlatform::Processes() { return SimProcesses; }
 CRefPtr<IFiles> CSimPlatform::Files() { return ReportPortUnavailable(Name(), L"files"); }
 CRefPtr<IResources> CSimPlatform::Resources() { return ReportPortUnavailable(Name(), L"resources"); }
 CRefPtr<IMediaFoundation> CSimPlatform::Media() { return ReportPortUnavailable(Name(), L"media"); }
 CRefPtr<IHttp> CSimPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CSimPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CSimPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
-CRefPtr<IPluginLoader> CSimPlatform::Plugins() { return ReportPortUnavailable(Name(), L"plug-in"); }
+// Libraries load for real: the plug-in and its test doubles are real files.
+CRefPtr<IPluginLoader> CSimPlatform::Plugins() { return m_native->Plugins(); }
 
 }  // namespace qv

@@ -6,7 +6,12 @@
 #include <mutex>
 
 #include "platform/platform.h"
+#include "platform/sim/sim_audio.h"
 #include "platform/sim/sim_debug_output.h"
+#include "platform/sim/sim_power.h"
+#include "platform/sim/sim_processes.h"
+#include "platform/sim/sim_registry.h"
+#include "platform/sim/sim_sync.h"
 #include "platform/sim/sim_system.h"
 
 namespace qv {
@@ -14,6 +19,8 @@ namespace qv {
 class CSimPlatform : public CAddReleaseRef, public IPlatform {
 public:
     CSimPlatform();
+    // Ends the machine's threads and lets go of the model's registrations.
+    ~CSimPlatform() override;
 
     std::wstring Name() const override { return L"simulated"; }
     CRefPtr<IMessageLoop> CreateMessageLoop() override;
@@ -36,6 +43,11 @@ public:
 
     const CRefPtr<CSimSystem> SimSystem;
     const CRefPtr<CSimDebugOutput> SimDebugOutput;
+    const CRefPtr<CSimAudio> SimAudio;
+    const CRefPtr<CSimSync> SimSync;          // before SimProcesses, which shares its kernel
+    const CRefPtr<CSimProcesses> SimProcesses;
+    const CRefPtr<CSimPower> SimPower;
+    const CRefPtr<CSimRegistry> SimRegistry;
 
 private:
     CRefPtr<IPlatform> m_native;  // for what stays real: pipes

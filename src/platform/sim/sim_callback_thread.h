@@ -1,0 +1,52 @@
+// The thread on which one area of the simulated machine calls the model
+// back, one callback after another in the order in which they were raised,
+// as the platform's own notification threads do. Never the caller's thread,
+// so the model's posting discipline is exercised.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace qv {
+
+class CSimCallbackThread {
+public:
+    CSimCallbackThread();
+    ~CSimCallbackThread();
+    CSimCallbackThread(const CSimCallbackThread&) = delete;
+    CSimCallbackThread& operator=(const CSimCallbackThread&) = delete;
+
+    // Queues a delivery. After Stop it is dropped.
+    void Post(std::function<void()> delivery);
+    // Returns true once everything posted before the call has been delivered
+    // and no delivery runs; false after the time-out, or at once when called
+    // from a callback, which would otherwise wait for itself.
+    bool WaitUntilDelivered(std::chrono::milliseconds timeout);
+    bool IsCurrent() const { return std::this_thread::get_id() == m_id; }
+    // Drops what is still queued and ends the thread.
+    void Stop();
+
+private:
+    struct State {
+        std::mutex mutex;
+        std::condition_variable wake;
+        std::condition_variable idle;
+        std::deque<std::function<void()>> queue;
+        bool busy = false;
+        bool stopped = false;
+    };
+    static void Run(const std::shared_ptr<State>& state);
+
+    // Shared with the thread, so that a Stop from within a callback, which
+    // cannot join, can leave the thread to finish on its own.
+    std::shared_ptr<State> m_state;
+    std::thread m_thread;
+    std::thread::id m_id;
+};
+
+}  // namespace qv

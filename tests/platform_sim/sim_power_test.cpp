@@ -1,0 +1,93 @@
+// Suspend and resume as the registered callbacks hear them.
+#include <atomic>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/codes.h"
+#include "platform/sim/sim_power.h"
+#include "sim_test_doubles.h"
+
+namespace qv::test {
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::Ne;
+
+class SimPower : public ::testing::Test {
+protected:
+    CRefPtr<CSimPower> power = MakeRef<CSimPower>();
+    FakePowerCallback callback;
+};
+
+TEST_F(SimPower, SuspendAndResumeArriveInOrderFromAnotherThread) {
+    HPOWERNOTIFY registration = 0;
+    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, registration), ERROR_SUCCESS);
+    EXPECT_NE(registration, 0u);
+    power->Suspend();
+    power->Resume();
+    power->SendPowerEvent(10);
+    ASSERT_TRUE(power->WaitUntilDelivered());
+    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"18", L"10"));
+    EXPECT_THAT(callback.Log.Threads(), Each(Ne(std::this_thread::get_id())));
+    EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(registration), ERROR_SUCCESS);
+}
+
+TEST_F(SimPower, UnregisteringWaitsForARunningCallbackAndNothingFollowsIt) {
+    Gate gate;
+    callback.During = [&] { gate.Arrive(); };
+    HPOWERNOTIFY registration = 0;
+    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, registration), ERROR_SUCCESS);
+    power->Suspend();
+    power->Resume();
+    ASSERT_TRUE(gate.WaitForArrival());
+
+    std::atomic<bool> returned{false};
+    std::thread unregistering([&] {
+        power->PowerUnregisterSuspendResumeNotification(registration);
+        returned = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_FALSE(returned.load());
+    gate.Open();
+    unregistering.join();
+    ASSERT_TRUE(power->WaitUntilDelivered());
+    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4"));
+    EXPECT_EQ(power->RegistrationCount(), 0u);
+}
+
+TEST_F(SimPower, RegistrationCanFailAndUnknownHandlesAreRefused) {
+    HPOWERNOTIFY registration = 99;
+    power->FailOnce(L"PowerRegisterSuspendResumeNotification", ERROR_ACCESS_DENIED);
+    EXPECT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, registration), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(registration, 0u);
+    EXPECT_EQ(power->RegistrationCount(), 0u);
+    power->Suspend();
+    ASSERT_TRUE(power->WaitUntilDelivered());
+    EXPECT_TRUE(callback.Log.Calls().empty());
+
+    EXPECT_EQ(power->PowerRegisterSuspendResumeNotification(nullptr, registration), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(0), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(12345), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(SimPower, EachRegistrationIsItsOwn) {
+    HPOWERNOTIFY first = 0, second = 0;
+    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, first), ERROR_SUCCESS);
+    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, second), ERROR_SUCCESS);
+    EXPECT_NE(first, second);
+    power->Suspend();
+    ASSERT_TRUE(power->WaitUntilDelivered());
+    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"4"));
+    ASSERT_EQ(power->PowerUnregisterSuspendResumeNotification(first), ERROR_SUCCESS);
+    EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(first), ERROR_INVALID_HANDLE);
+    power->Resume();
+    ASSERT_TRUE(power->WaitUntilDelivered());
+    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"4", L"18"));
+    power->PowerUnregisterSuspendResumeNotification(second);
+}
+
+}  // namespace
+}  // namespace qv::test

@@ -1,0 +1,271 @@
+// The simulated process table, waits for the end of a process, and
+// children run by a handler of the test.
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/codes.h"
+#include "platform/sim/sim_platform.h"
+#include "sim_test_doubles.h"
+
+namespace qv::test {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::Field;
+
+constexpr auto kLong = std::chrono::seconds(10);
+
+class SimProcesses : public ::testing::Test {
+protected:
+    CRefPtr<IProcessHandle> Open(uint32_t pid) {
+        CRefPtr<IProcessHandle> handle;
+        EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, pid, handle), ERROR_SUCCESS);
+        return handle;
+    }
+    CRefPtr<IEvent> NewEvent() {
+        CRefPtr<IEvent> event;
+        EXPECT_EQ(sim->SimSync->CreateEvent(event), ERROR_SUCCESS);
+        return event;
+    }
+
+    CRefPtr<CSimPlatform> sim = MakeRef<CSimPlatform>();
+    CRefPtr<CSimProcesses> processes = sim->SimProcesses;
+};
+
+TEST_F(SimProcesses, AnOpenedProcessGivesItsImagePathAsWrittenAndItsTimes) {
+    const FILETIME created = FILETIME::FromTicks(133000000000001234ULL);
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\Program Files\\VLC\\VLC.exe", 4, created));
+    auto handle = Open(1200);
+    ASSERT_TRUE(handle);
+    EXPECT_EQ(handle->ProcessId(), 1200u);
+
+    std::wstring path;
+    ASSERT_EQ(handle->GetModuleFileNameEx(path), ERROR_SUCCESS);
+    EXPECT_EQ(path, L"C:\\Program Files\\VLC\\VLC.exe");
+
+    FILETIME creation, exit, kernel, user;
+    ASSERT_EQ(handle->GetProcessTimes(creation, exit, kernel, user), ERROR_SUCCESS);
+    EXPECT_EQ(creation, created);
+    EXPECT_EQ(exit, FILETIME{});
+
+    uint32_t code = 0;
+    ASSERT_EQ(handle->GetExitCodeProcess(code), ERROR_SUCCESS);
+    EXPECT_EQ(code, 259u);
+}
+
+TEST_F(SimProcesses, UnknownAndEndedProcessesCannotBeOpened) {
+    CRefPtr<IProcessHandle> handle;
+    EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, 999, handle), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, 87u);
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
+    ASSERT_TRUE(processes->ExitProcess(1200, 3));
+    EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, 1200, handle), ERROR_INVALID_PARAMETER);
+    EXPECT_FALSE(handle);
+    EXPECT_FALSE(processes->ExitProcess(1200));
+}
+
+TEST_F(SimProcesses, AReusedIdIsAnotherProcessAndOldHandlesKeepDescribingTheOldOne) {
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\old.exe"));
+    auto old = Open(1200);
+    EXPECT_FALSE(processes->StartProcess(1200, L"C:\\clash.exe"));  // the id is taken while it runs
+    ASSERT_TRUE(processes->ExitProcess(1200, 7));
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\new.exe"));  // same clock: still a later creation
+    auto fresh = Open(1200);
+
+    FILETIME oldCreation, freshCreation, exit, kernel, user;
+    ASSERT_EQ(old->GetProcessTimes(oldCreation, exit, kernel, user), ERROR_SUCCESS);
+    EXPECT_NE(exit, FILETIME{});
+    ASSERT_EQ(fresh->GetProcessTimes(freshCreation, exit, kernel, user), ERROR_SUCCESS);
+    EXPECT_GT(freshCreation.Ticks(), oldCreation.Ticks());
+
+    std::wstring path;
+    old->GetModuleFileNameEx(path);
+    EXPECT_EQ(path, L"C:\\old.exe");
+    fresh->GetModuleFileNameEx(path);
+    EXPECT_EQ(path, L"C:\\new.exe");
+    uint32_t code = 0;
+    old->GetExitCodeProcess(code);
+    EXPECT_EQ(code, 7u);
+    EXPECT_EQ(processes->CreationTime(1200), freshCreation);
+}
+
+TEST_F(SimProcesses, TheSnapshotListsRunningProcessesWithParentsAndFileNames) {
+    ASSERT_TRUE(processes->StartProcess(100, L"C:\\Program Files\\Google\\Chrome\\chrome.exe"));
+    ASSERT_TRUE(processes->StartProcess(104, L"C:\\Program Files\\Google\\Chrome\\chrome.exe", 100));
+    ASSERT_TRUE(processes->StartProcess(108, L"C:\\Windows\\notepad.exe", 100));
+    ASSERT_TRUE(processes->ExitProcess(108));
+
+    std::vector<ProcessEntry> entries;
+    ASSERT_EQ(processes->CreateToolhelp32Snapshot(entries), ERROR_SUCCESS);
+    auto entry = [](uint32_t pid, uint32_t parent, const wchar_t* name) {
+        return AllOf(Field(&ProcessEntry::th32ProcessID, pid), Field(&ProcessEntry::th32ParentProcessID, parent),
+                     Field(&ProcessEntry::szExeFile, std::wstring(name)));
+    };
+    EXPECT_THAT(entries, ElementsAre(entry(100, 0, L"chrome.exe"), entry(104, 100, L"chrome.exe")));
+}
+
+TEST_F(SimProcesses, AnEndingProcessCallsTheWaitBackOnItsOwnThread) {
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
+    std::promise<std::pair<bool, std::thread::id>> called;
+    auto stop = NewEvent();
+    ASSERT_EQ(processes->WaitForProcessExit(Open(1200).get(), stop.get(),
+                                            [&](bool ended) {
+                                                called.set_value({ended, std::this_thread::get_id()});
+                                            }),
+              ERROR_SUCCESS);
+    auto result = called.get_future();
+    EXPECT_EQ(result.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+
+    ASSERT_TRUE(processes->ExitProcess(1200));
+    ASSERT_EQ(result.wait_for(kLong), std::future_status::ready);
+    auto [ended, thread] = result.get();
+    EXPECT_TRUE(ended);
+    EXPECT_NE(thread, std::this_thread::get_id());
+}
+
+TEST_F(SimProcesses, TheStopEventEndsTheWaitWithoutTheProcess) {
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
+    std::promise<bool> called;
+    auto stop = NewEvent();
+    ASSERT_EQ(processes->WaitForProcessExit(Open(1200).get(), stop.get(), [&](bool e) { called.set_value(e); }),
+              ERROR_SUCCESS);
+    stop->SetEvent();
+    auto result = called.get_future();
+    ASSERT_EQ(result.wait_for(kLong), std::future_status::ready);
+    EXPECT_FALSE(result.get());
+    EXPECT_TRUE(processes->IsRunning(1200));
+}
+
+TEST_F(SimProcesses, AWaitForAProcessThatHasEndedReturnsAtOnce) {
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
+    auto handle = Open(1200);
+    ASSERT_TRUE(processes->ExitProcess(1200));
+    std::promise<bool> called;
+    ASSERT_EQ(processes->WaitForProcessExit(handle.get(), NewEvent().get(), [&](bool e) { called.set_value(e); }),
+              ERROR_SUCCESS);
+    auto result = called.get_future();
+    ASSERT_EQ(result.wait_for(kLong), std::future_status::ready);
+    EXPECT_TRUE(result.get());
+}
+
+TEST_F(SimProcesses, AWaitThatCannotStartNeverCallsBack) {
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
+    auto handle = Open(1200);
+    std::atomic<int> calls{0};
+    auto done = [&](bool) { ++calls; };
+    EXPECT_EQ(processes->WaitForProcessExit(nullptr, NewEvent().get(), done), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(processes->WaitForProcessExit(handle.get(), nullptr, done), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(processes->WaitForProcessExit(handle.get(), NewEvent().get(), nullptr), ERROR_INVALID_PARAMETER);
+    processes->FailOnce(L"WaitForProcessExit", 8);
+    EXPECT_EQ(processes->WaitForProcessExit(handle.get(), NewEvent().get(), done), 8u);
+    ASSERT_TRUE(processes->ExitProcess(1200));
+    EXPECT_EQ(processes->RunningThreadCount(), 0u);
+    EXPECT_EQ(calls.load(), 0);
+}
+
+TEST_F(SimProcesses, AMachineGoingAwayEndsPendingWaitsWithoutCallingThemAndReleasesWhatTheyHeld) {
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
+    struct Held : CAddReleaseRef {
+        explicit Held(std::atomic<bool>& gone) : m_gone(gone) {}
+        ~Held() override { m_gone = true; }
+        std::atomic<bool>& m_gone;
+    };
+    std::atomic<bool> gone{false}, called{false};
+    auto held = MakeRef<Held>(gone);
+    ASSERT_EQ(
+        processes->WaitForProcessExit(Open(1200).get(), NewEvent().get(), [held, &called](bool) { called = true; }),
+        ERROR_SUCCESS);
+    held.reset();
+    EXPECT_FALSE(gone.load());
+    processes.reset();
+    sim.reset();
+    EXPECT_TRUE(gone.load());
+    EXPECT_FALSE(called.load());
+}
+
+TEST_F(SimProcesses, AChildRunsTheHandlerWhileItShowsAsRunningThenEndsWithItsCode) {
+    Gate gate;
+    std::wstring seenApplication, seenCommandLine;
+    uint32_t childPid = 0;
+    processes->SetCreateProcessHandler([&](const std::wstring& application, const std::wstring& commandLine) {
+        seenApplication = application;
+        seenCommandLine = commandLine;
+        gate.Arrive();
+        return 0u;
+    });
+    CRefPtr<IProcessHandle> child;
+    ASSERT_EQ(processes->CreateProcess(L"C:\\Program Files\\Q\\PELTAK64.exe",
+                                       L"\"C:\\Program Files\\Q\\PELTAK64.exe\" x 1 \"t\"", kCreateNewConsole, child),
+              ERROR_SUCCESS);
+    ASSERT_TRUE(gate.WaitForArrival());
+    childPid = child->ProcessId();
+    EXPECT_TRUE(processes->IsRunning(childPid));
+    uint32_t code = 0;
+    ASSERT_EQ(child->GetExitCodeProcess(code), ERROR_SUCCESS);
+    EXPECT_EQ(code, 259u);
+
+    std::vector<ProcessEntry> entries;
+    ASSERT_EQ(processes->CreateToolhelp32Snapshot(entries), ERROR_SUCCESS);
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].th32ParentProcessID, sim->SimSystem->GetCurrentProcessId());
+    EXPECT_EQ(entries[0].szExeFile, L"PELTAK64.exe");
+
+    gate.Open();
+    std::vector<IWaitable*> objects{child.get()};
+    EXPECT_EQ(sim->SimSync->WaitForMultipleObjects(objects, kWaitInfinite), kWaitObject0);
+    ASSERT_EQ(child->GetExitCodeProcess(code), ERROR_SUCCESS);
+    EXPECT_EQ(code, 0u);
+    EXPECT_FALSE(processes->IsRunning(childPid));
+    EXPECT_EQ(seenApplication, L"C:\\Program Files\\Q\\PELTAK64.exe");
+    EXPECT_EQ(seenCommandLine, L"\"C:\\Program Files\\Q\\PELTAK64.exe\" x 1 \"t\"");
+}
+
+TEST_F(SimProcesses, WithoutAHandlerOrWithAFailureNoChildStarts) {
+    CRefPtr<IProcessHandle> child;
+    EXPECT_EQ(processes->CreateProcess(L"C:\\x.exe", L"x", 0, child), ERROR_FILE_NOT_FOUND);
+    EXPECT_FALSE(child);
+    std::atomic<int> runs{0};
+    processes->SetCreateProcessHandler([&](const std::wstring&, const std::wstring&) {
+        ++runs;
+        return 2u;
+    });
+    processes->FailOnce(L"CreateProcess", ERROR_ACCESS_DENIED, L"C:\\x.exe");
+    EXPECT_EQ(processes->CreateProcess(L"C:\\x.exe", L"x", 0, child), ERROR_ACCESS_DENIED);
+    ASSERT_EQ(processes->CreateProcess(L"C:\\x.exe", L"x", 0, child), ERROR_SUCCESS);
+    std::vector<IWaitable*> objects{child.get()};
+    EXPECT_EQ(sim->SimSync->WaitForMultipleObjects(objects, kWaitInfinite), kWaitObject0);
+    uint32_t code = 0;
+    child->GetExitCodeProcess(code);
+    EXPECT_EQ(code, 2u);
+    EXPECT_EQ(runs.load(), 1);
+}
+
+TEST_F(SimProcesses, QueriesFailForTheTargetedProcessOnly) {
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
+    ASSERT_TRUE(processes->StartProcess(1300, L"C:\\b.exe"));
+    processes->Fail(L"GetModuleFileNameEx", ERROR_ACCESS_DENIED, L"1200");
+    processes->FailOnce(L"GetProcessTimes", ERROR_ACCESS_DENIED, L"1300");
+    processes->FailOnce(L"OpenProcess", ERROR_ACCESS_DENIED, L"1300");
+    processes->FailOnce(L"CreateToolhelp32Snapshot", ERROR_INVALID_FUNCTION);
+
+    std::wstring path;
+    FILETIME c, e, k, u;
+    CRefPtr<IProcessHandle> handle;
+    EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, 1300, handle), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Open(1200)->GetModuleFileNameEx(path), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Open(1300)->GetModuleFileNameEx(path), ERROR_SUCCESS);
+    EXPECT_EQ(Open(1300)->GetProcessTimes(c, e, k, u), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Open(1300)->GetProcessTimes(c, e, k, u), ERROR_SUCCESS);
+    std::vector<ProcessEntry> entries{ProcessEntry{}};
+    EXPECT_EQ(processes->CreateToolhelp32Snapshot(entries), ERROR_INVALID_FUNCTION);
+    EXPECT_TRUE(entries.empty());
+    EXPECT_EQ(processes->CallCount(L"OpenProcess", L"1300"), 4u);
+}
+
+}  // namespace
+}  // namespace qv::test
