@@ -1,7 +1,15 @@
 #include "platform/linux/linux_platform.h"
 
 #include "platform/codes.h"
+#include "platform/linux/linux_audio.h"
 #include "platform/linux/linux_debug_output.h"
+#include "platform/linux/linux_files.h"
+#include "platform/linux/linux_pipes.h"
+#include "platform/linux/linux_plugins.h"
+#include "platform/linux/linux_power.h"
+#include "platform/linux/linux_processes.h"
+#include "platform/linux/linux_registry.h"
+#include "platform/linux/linux_sync.h"
 #include "platform/linux/linux_system.h"
 #include "platform/native.h"
 #include "platform/portable_message_loop.h"
@@ -15,22 +23,51 @@ CLinuxPlatform::CLinuxPlatform()
 
 CRefPtr<IMessageLoop> CLinuxPlatform::CreateMessageLoop() { return MakeRef<CPortableMessageLoop>(); }
 
+// One connection to the sound server per enumerator (linux_audio.h).
 HRESULT CLinuxPlatform::CreateDeviceEnumerator(CRefPtr<IMMDeviceEnumerator>& enumerator) {
-    ReportPortUnavailable(Name(), L"audio");
-    return E_NOTIMPL;
+    enumerator = MakeRef<CLinuxAudioEnumerator>();
+    return S_OK;
 }
 
-CRefPtr<IPipes> CLinuxPlatform::Pipes() { return ReportPortUnavailable(Name(), L"pipes"); }
-CRefPtr<IRegistry> CLinuxPlatform::Registry() { return ReportPortUnavailable(Name(), L"registry"); }
-CRefPtr<ISync> CLinuxPlatform::Sync() { return ReportPortUnavailable(Name(), L"synchronisation"); }
-CRefPtr<IPower> CLinuxPlatform::Power() { return ReportPortUnavailable(Name(), L"power"); }
-CRefPtr<IProcesses> CLinuxPlatform::Processes() { return ReportPortUnavailable(Name(), L"processes"); }
-CRefPtr<IFiles> CLinuxPlatform::Files() { return ReportPortUnavailable(Name(), L"files"); }
+CRefPtr<IPipes> CLinuxPlatform::Pipes() {
+    std::lock_guard lock(m_mutex);
+    if (!m_pipes) m_pipes = MakeRef<CLinuxPipes>();
+    return m_pipes;
+}
+CRefPtr<IRegistry> CLinuxPlatform::Registry() {
+    std::lock_guard lock(m_mutex);
+    if (!m_registry) m_registry = MakeRef<CLinuxRegistry>(CLinuxRegistry::DefaultDirectory());
+    return m_registry;
+}
+CRefPtr<ISync> CLinuxPlatform::Sync() {
+    std::lock_guard lock(m_mutex);
+    if (!m_sync) m_sync = MakeRef<CLinuxSync>();
+    return m_sync;
+}
+CRefPtr<IPower> CLinuxPlatform::Power() {
+    std::lock_guard lock(m_mutex);
+    if (!m_power) m_power = MakeRef<CLinuxPower>();
+    return m_power;
+}
+CRefPtr<IProcesses> CLinuxPlatform::Processes() {
+    std::lock_guard lock(m_mutex);
+    if (!m_processes) m_processes = MakeRef<CLinuxProcesses>();
+    return m_processes;
+}
+CRefPtr<IFiles> CLinuxPlatform::Files() {
+    std::lock_guard lock(m_mutex);
+    if (!m_files) m_files = MakeRef<CLinuxFiles>();
+    return m_files;
+}
 CRefPtr<IResources> CLinuxPlatform::Resources() { return ReportPortUnavailable(Name(), L"resources"); }
 CRefPtr<IMediaFoundation> CLinuxPlatform::Media() { return ReportPortUnavailable(Name(), L"media"); }
 CRefPtr<IHttp> CLinuxPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CLinuxPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CLinuxPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
-CRefPtr<IPluginLoader> CLinuxPlatform::Plugins() { return ReportPortUnavailable(Name(), L"plug-in"); }
+CRefPtr<IPluginLoader> CLinuxPlatform::Plugins() {
+    std::lock_guard lock(m_mutex);
+    if (!m_plugins) m_plugins = MakeRef<CLinuxPluginLoader>();
+    return m_plugins;
+}
 
 }  // namespace qv

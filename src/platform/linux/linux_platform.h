@@ -37,6 +37,11 @@ private:
     CRefPtr<IDebugOutput> m_debugOutput;
     CRefPtr<IPipes> m_pipes;
     CRefPtr<IRegistry> m_registry;
+    CRefPtr<ISync> m_sync;
+    CRefPtr<IPower> m_power;
+    CRefPtr<IProcesses> m_processes;
+    CRefPtr<IFiles> m_files;
+    CRefPtr<IPluginLoader> m_plugins;
 };
 
 }  // namespace qv

@@ -1,0 +1,217 @@
+// Sessions of a real sound server with real clients: players and
+// recorders, their processes, and the session events as a stream corks,
+// changes, moves and ends.
+#include <signal.h>
+
+#include "audio_recorders.h"
+#include "core/text.h"
+#include "platform/linux/linux_processes.h"
+#include "pulse_server_fixture.h"
+#include "test_child.h"
+
+namespace qv::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+class PulseServerSessionsTest : public PulseServerFixture {
+protected:
+    // The corking player on the sink, once its stream is there.
+    std::unique_ptr<TestChild> StartPlayer(const std::string& sink, bool corked,
+                                           const std::vector<std::string>& environment = {}) {
+        std::vector<std::string> argv{QV_TEST_CORKING_PLAYER, sink};
+        if (corked) argv.push_back("--corked");
+        auto player = std::make_unique<TestChild>(argv, environment);
+        auto ready = player->ReadLine();
+        EXPECT_TRUE(ready && ready->rfind("ready ", 0) == 0) << ready.value_or("(nothing)");
+        return player;
+    }
+    static bool Command(TestChild& player, const std::string& command) {
+        return player.WriteLine(command) && player.ReadLine().value_or("") == "ok";
+    }
+    static std::wstring ImageOf(uint32_t pid) {
+        auto processes = MakeRef<CLinuxProcesses>();
+        CRefPtr<IProcessHandle> process;
+        std::wstring image;
+        if (processes->OpenProcess(kProcessSynchronizeQueryInformation, pid, process) == 0)
+            process->GetModuleFileNameEx(image);
+        return image;
+    }
+};
+
+bool HasState(const std::vector<SessionEvent>& events, AudioSessionState state) {
+    return Contains(events, [&](const SessionEvent& e) { return e.kind == "state" && e.state == state; });
+}
+
+TEST_F(PulseServerSessionsTest, PlaybackStreamIsASessionOfItsSinkWithItsProcess) {
+    TestChild pacat({"pacat", "--playback", "-d", "spk", "/dev/zero"});
+    CRefPtr<IMMDevice> spk = Device(L"spk");
+    CRefPtr<IAudioSessionControl2> session = WaitForSessionOf(spk.get(), static_cast<uint32_t>(pacat.Pid()));
+    ASSERT_TRUE(session) << "no session of pacat on spk";
+    EXPECT_TRUE(SessionsOf(Device(L"other").get()).empty());
+
+    const std::wstring image = ImageOf(ProcessOf(session.get()));
+    EXPECT_TRUE(image.size() > 6 && image.substr(image.size() - 6) == L"/pacat") << WideToUtf8(image);
+    EXPECT_TRUE(WaitForState(session.get(), AudioSessionStateActive));
+    std::wstring name, icon, id, instance;
+    EXPECT_EQ(session->GetDisplayName(name), S_OK);
+    EXPECT_FALSE(name.empty());
+    EXPECT_EQ(session->GetIconPath(icon), S_OK);
+    EXPECT_EQ(session->IsSystemSoundsSession(), S_FALSE);
+    ASSERT_EQ(session->GetSessionIdentifier(id), S_OK);
+    ASSERT_EQ(session->GetSessionInstanceIdentifier(instance), S_OK);
+    EXPECT_EQ(id, L"spk|pid:" + std::to_wstring(pacat.Pid()));
+    EXPECT_EQ(instance.rfind(id + L"|sink-input:", 0), 0u) << WideToUtf8(instance);
+    GUID grouping{};
+    EXPECT_EQ(session->GetGroupingParam(grouping), S_OK);
+    EXPECT_NE(grouping, GUID{}) << "a stream with a client groups by it";
+
+    pacat.Kill(SIGKILL);
+    pacat.Wait();
+    EXPECT_TRUE(WaitForState(session.get(), AudioSessionStateExpired));
+    std::wstring after;
+    EXPECT_EQ(session->GetSessionInstanceIdentifier(after), S_OK);
+    EXPECT_EQ(after, instance) << "the identity outlives the process";
+}
+
+TEST_F(PulseServerSessionsTest, RecordingStreamIsASessionOfTheCaptureEndpoint) {
+    TestChild recorder({"pacat", "--record", "-d", "mic", "/dev/null"});
+    CRefPtr<IAudioSessionControl2> session =
+        WaitForSessionOf(Device(L"mic").get(), static_cast<uint32_t>(recorder.Pid()));
+    ASSERT_TRUE(session) << "no session of the recorder on mic";
+    std::wstring instance;
+    ASSERT_EQ(session->GetSessionInstanceIdentifier(instance), S_OK);
+    EXPECT_NE(instance.find(L"|source-output:"), std::wstring::npos) << WideToUtf8(instance);
+    // A recording stream may show corked until its source has woken up.
+    EXPECT_TRUE(WaitForState(session.get(), AudioSessionStateActive));
+}
+
+TEST_F(PulseServerSessionsTest, NewStreamIsAnnouncedAndItsEventsFollowItToTheEnd) {
+    CRefPtr<IMMDevice> spk = Device(L"spk");
+    CRefPtr<IAudioSessionManager2> manager = Manager(spk.get());
+    auto notification = MakeRef<CRecordingSessionNotification>();
+    ASSERT_EQ(manager->RegisterSessionNotification(notification.get()), S_OK);
+
+    auto player = StartPlayer("spk", true);
+    ASSERT_TRUE(notification->WaitFor([](const auto& created) { return !created.empty(); }));
+    CreatedSession created = notification->Events().front();
+    EXPECT_NE(created.thread, std::this_thread::get_id());
+    CRefPtr<IAudioSessionControl2> session;
+    ASSERT_EQ(created.session->QueryInterface(session), S_OK);
+    EXPECT_EQ(ProcessOf(session.get()), static_cast<uint32_t>(player->Pid()));
+    EXPECT_EQ(StateOf(session.get()), AudioSessionStateInactive) << "started corked";
+
+    auto events = MakeRef<CRecordingSessionEvents>();
+    ASSERT_EQ(session->RegisterAudioSessionNotification(events.get()), S_OK);
+    ASSERT_TRUE(Command(*player, "uncork"));
+    ASSERT_TRUE(events->WaitFor([](const auto& e) { return HasState(e, AudioSessionStateActive); }));
+    EXPECT_EQ(StateOf(session.get()), AudioSessionStateActive);
+    EXPECT_NE(events->Events().front().thread, std::this_thread::get_id());
+    ASSERT_TRUE(Command(*player, "cork"));
+    ASSERT_TRUE(events->WaitFor([](const auto& e) { return HasState(e, AudioSessionStateInactive); }));
+
+    ASSERT_TRUE(Command(*player, "name Renamed Player"));
+    ASSERT_TRUE(events->WaitFor([](const auto& e) {
+        return Contains(e, [](const SessionEvent& n) { return n.kind == "name" && n.text == L"Renamed Player"; });
+    }));
+    std::wstring name;
+    EXPECT_EQ(session->GetDisplayName(name), S_OK);
+    EXPECT_EQ(name, L"Renamed Player");
+
+    std::string instance;
+    {
+        std::wstring wide;
+        session->GetSessionInstanceIdentifier(wide);
+        instance = WideToUtf8(wide.substr(wide.rfind(L':') + 1));
+    }
+    ASSERT_TRUE(SoundServer::Pactl({"set-sink-input-volume", instance, "50%", "100%"}));
+    ASSERT_TRUE(events->WaitFor(
+        [](const auto& e) { return Contains(e, [](const SessionEvent& v) { return v.kind == "channels"; }); }));
+    auto all = events->Events();
+    auto volume = std::find_if(all.begin(), all.end(), [](const auto& e) { return e.kind == "volume"; });
+    ASSERT_NE(volume, all.end());
+    EXPECT_NEAR(volume->volume, 0.75f, 0.01f) << "the average of the channels";
+    auto channels = std::find_if(all.begin(), all.end(), [](const auto& e) { return e.kind == "channels"; });
+    ASSERT_EQ(channels->channels.size(), 2u);
+    EXPECT_NEAR(channels->channels[0], 0.5f, 0.01f);
+    EXPECT_EQ(channels->changedChannel, 0u);
+    ASSERT_TRUE(SoundServer::Pactl({"set-sink-input-mute", instance, "1"}));
+    ASSERT_TRUE(events->WaitFor(
+        [](const auto& e) { return Contains(e, [](const SessionEvent& v) { return v.kind == "volume" && v.mute; }); }));
+
+    player->CloseInput();
+    ASSERT_TRUE(events->WaitFor([](const auto& e) { return HasState(e, AudioSessionStateExpired); }));
+    EXPECT_EQ(StateOf(session.get()), AudioSessionStateExpired);
+    EXPECT_EQ(session->UnregisterAudioSessionNotification(events.get()), S_OK);
+    EXPECT_EQ(session->UnregisterAudioSessionNotification(events.get()), E_NOTFOUND);
+    EXPECT_EQ(manager->UnregisterSessionNotification(notification.get()), S_OK);
+    EXPECT_EQ(notification->Events().size(), 1u) << "one stream, one creation";
+}
+
+TEST_F(PulseServerSessionsTest, MovedStreamIsDisconnectedHereAndCreatedThere) {
+    CRefPtr<IMMDevice> spk = Device(L"spk");
+    CRefPtr<IMMDevice> other = Device(L"other");
+    auto arrivals = MakeRef<CRecordingSessionNotification>();
+    ASSERT_EQ(Manager(other.get())->RegisterSessionNotification(arrivals.get()), S_OK);
+    auto player = StartPlayer("spk", false);
+    CRefPtr<IAudioSessionControl2> here = WaitForSessionOf(spk.get(), static_cast<uint32_t>(player->Pid()));
+    ASSERT_TRUE(here);
+    auto events = MakeRef<CRecordingSessionEvents>();
+    ASSERT_EQ(here->RegisterAudioSessionNotification(events.get()), S_OK);
+
+    std::wstring instance;
+    here->GetSessionInstanceIdentifier(instance);
+    // PipeWire's session manager drops a move that comes while it still
+    // settles a new stream; asked again, it moves it.
+    const std::string index = WideToUtf8(instance.substr(instance.rfind(L':') + 1));
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        ASSERT_TRUE(SoundServer::Pactl({"move-sink-input", index, "other"}));
+        if (arrivals->WaitFor([](const auto& created) { return !created.empty(); }, 1s)) break;
+    }
+    ASSERT_TRUE(events->WaitFor([](const auto& e) {
+        return Contains(e, [](const SessionEvent& d) {
+            return d.kind == "disconnected" && d.reason == DisconnectReasonDeviceRemoval;
+        });
+    }));
+    ASSERT_TRUE(arrivals->WaitFor([](const auto& created) { return !created.empty(); }));
+    CRefPtr<IAudioSessionControl2> there;
+    ASSERT_EQ(arrivals->Events().front().session->QueryInterface(there), S_OK);
+    EXPECT_EQ(ProcessOf(there.get()), static_cast<uint32_t>(player->Pid()));
+    EXPECT_EQ(StateOf(here.get()), AudioSessionStateExpired) << "gone from this endpoint";
+    // PipeWire pauses a stream while it relinks it: it may arrive corked.
+    EXPECT_TRUE(WaitForState(there.get(), AudioSessionStateActive));
+    std::wstring thereInstance;
+    there->GetSessionInstanceIdentifier(thereInstance);
+    EXPECT_EQ(thereInstance.rfind(L"other|", 0), 0u);
+}
+
+TEST_F(PulseServerSessionsTest, EventRoleMakesTheSystemSoundsSession) {
+    auto player = StartPlayer("spk", false, {"PULSE_PROP=media.role=event application.icon_name=bell"});
+    CRefPtr<IAudioSessionControl2> session =
+        WaitForSessionOf(Device(L"spk").get(), static_cast<uint32_t>(player->Pid()));
+    ASSERT_TRUE(session);
+    EXPECT_EQ(session->IsSystemSoundsSession(), S_OK);
+    std::wstring icon;
+    EXPECT_EQ(session->GetIconPath(icon), S_OK);
+    EXPECT_EQ(icon, L"bell");
+}
+
+TEST_F(PulseServerSessionsTest, ClaimedProcessIdThatNoProcessHasReadsAsZero) {
+    auto player = StartPlayer("spk", false, {"PULSE_PROP=application.process.id=2147483000"});
+    CRefPtr<IMMDevice> spk = Device(L"spk");
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    CRefPtr<IAudioSessionControl2> found;
+    while (!found && std::chrono::steady_clock::now() < deadline) {
+        for (auto& session : SessionsOf(spk.get())) {
+            std::wstring name;
+            session->GetDisplayName(name);
+            if (name == L"qv corking player") found = session;
+        }
+        if (!found) std::this_thread::sleep_for(20ms);
+    }
+    ASSERT_TRUE(found);
+    EXPECT_EQ(ProcessOf(found.get()), 0u) << "the client may claim any id; only a live one counts";
+}
+
+}  // namespace
+}  // namespace qv::test
