@@ -1,0 +1,7 @@
+# Libraries of the Windows platform beyond the ones that every mingw-w64
+# program gets. CoCreateGuid lives in ole32.
+target_link_libraries(qv_platform_native PUBLIC ole32)
+# Core Audio and COM (ole32: CoCreateInstance, CoTaskMemFree,
+# PropVariantClear), power events (powrprof), the mutexes' security
+# (advapi32), the known folders (shell32; their ids are in uuid).
+target_link_libraries(qv_platform_native PUBLIC ole32 uuid powrprof advapi32 shell32)
