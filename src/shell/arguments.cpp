@@ -19,6 +19,9 @@ ArgumentTable ParseArguments(const std::vector<std::string>& elements) {
 std::vector<std::string> SplitEndpointIds(const std::string& value) {
     static const std::regex comma(",");
     std::vector<std::string> ids;
+    // An absent key reads as empty text, of which a regex split would still
+    // make one empty id; no argument means no endpoints.
+    if (value.empty()) return ids;
     for (std::sregex_token_iterator it(value.begin(), value.end(), comma, -1), end; it != end; ++it) ids.push_back(*it);
     return ids;
 }

@@ -3,6 +3,9 @@
 #include <atomic>
 
 #include "classify/content_classifier_log.h"
+#include "classify/content_discrimination.h"
+#include "devices/audio_device_manager.h"
+#include "sessions/process_info.h"
 #include "core/async.h"
 #include "core/text.h"
 #include "core/trace.h"
@@ -28,6 +31,9 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
     std::string hostPipeName = ArgumentValue(table, kHostPipeNameKey);
     std::vector<std::string> endpointIds = SplitEndpointIds(ArgumentValue(table, kEndpointIdKey));
 
+    // The plug-in is optional; without it the rules decide alone.
+    LoadContentDiscrimination({});
+
     // The trace comes first and goes last: every other object holds it.
     CRefPtr<ITraceFuncCallTarget> traceTarget = MakeRef<CTraceFuncCallTarget>();
     DBG_TRACE* trace = traceTarget->GetTrace();
@@ -37,6 +43,9 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
     CMainLoop mainLoop(platform->CreateMessageLoop());
     CRefPtr<IAsyncActionDispatcher> dispatcher = MakeRef<CAsyncActionDispatcher>(mainLoop.PostingFunction());
     CRefPtr<CContentClassifierLog> log = MakeRef<CContentClassifierLog>(traceTarget);
+    CRefPtr<CAudioDeviceManager> deviceManager;
+    deviceManager.Attach(new CAudioDeviceManager(traceTarget, dispatcher, hostPipeName, log));
+    deviceManager->Initialize(endpointIds);
 
     if (TraceEnabled(trace)) {
         DBG_TRACE_Print(trace, L"Started on the %s platform, process id %i.\n", platform->Name(),
@@ -45,6 +54,7 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
         for (const std::string& id : endpointIds) DBG_TRACE_Print(trace, L"Endpoint id: %s.\n", Utf8ToWide(id));
     }
 
+    if (hooks.graphReady) hooks.graphReady(deviceManager.get());
     if (hooks.loopReady) hooks.loopReady(mainLoop.Loop());
     if (TraceEnabled(trace)) DBG_TRACE_Print(trace, L"Entering the message loop.\n");
     std::size_t dispatched = mainLoop.Run();
@@ -53,9 +63,16 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
                         static_cast<int>(dispatched));
     }
 
+    // Model objects tear themselves down in their destructors, each still
+    // holding its trace.
+    if (hooks.graphReady) hooks.graphReady(nullptr);
+    deviceManager.reset();
     log.reset();
     dispatcher.reset();
     traceTarget.reset();
+    // Processes looked up without an exit watch stay cached to the end.
+    CProcessInfo::ClearCache();
+    UnloadContentDiscrimination();
     return 0;
 }
 

@@ -12,6 +12,8 @@
 
 namespace qv {
 
+class CAudioDeviceManager;
+
 // The id of the main thread, set first thing.
 uint32_t MainThreadId();
 
@@ -19,6 +21,9 @@ struct EntryHooks {
     // Called once the loop exists and before it turns: main wires the user's
     // interrupt to it; tests post into it.
     std::function<void(const CRefPtr<IMessageLoop>&)> loopReady;
+    // Called on the main thread once the object graph is up, and with null
+    // before it is torn down: the replay tool reaches the model through it.
+    std::function<void(CAudioDeviceManager*)> graphReady;
 };
 
 // The elements of the command line, UTF-8, the program path first. Returns

@@ -1,5 +1,7 @@
 #include "shell/main_loop.h"
 
+#include <memory>
+
 namespace qv {
 
 bool PostFunctionMessage(IMessageLoop& loop, const std::function<void()>& function) {
@@ -26,13 +28,12 @@ std::size_t CMainLoop::Run(const std::function<bool()>& watcherEnded) {
         {
             std::lock_guard lock(DispatchLock);
             if (message.message == kPostedFunctionMessage) {
-                auto* function = reinterpret_cast<std::function<void()>*>(message.lParam);
-                if (function) {
-                    // An empty function raises std::bad_function_call, which
-                    // ends the process.
-                    (*function)();
-                    delete function;
-                }
+                // Owned from here on, so that it is freed even when it raises.
+                std::unique_ptr<std::function<void()>> function(
+                    reinterpret_cast<std::function<void()>*>(message.lParam));
+                // An empty function raises std::bad_function_call, which
+                // ends the process.
+                if (function) (*function)();
             } else {
                 m_loop->DispatchPlatformMessage(message);
             }

@@ -1,0 +1,251 @@
+// The shared process objects: the cache by id and creation time, the names,
+// the failures of the three queries, the parent, the end of a process, and
+// the microphone use that the sessions of one process share across
+// endpoints.
+#include <atomic>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/codes.h"
+#include "sessions/process_info.h"
+#include "support/model_fixture.h"
+#include "support/observable_watchers.h"
+
+namespace qv::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const std::wstring kSpeakers = L"{0.0.0.00000000}.{speakers}";
+const std::wstring kHeadset = L"{0.0.1.00000000}.{headset-microphone}";
+const std::wstring kWebcam = L"{0.0.1.00000000}.{webcam-microphone}";
+
+constexpr uint32_t kCaller = 1300;
+
+struct Message {
+    std::wstring text;
+    long error;
+};
+
+class ProcessInfoTest : public ModelTest {
+protected:
+    CRefPtr<CProcessInfo> Lookup(uint32_t processId, const CProcessInfo::ExitCallback& onExit = {}) {
+        return CProcessInfo::FromProcessId(h.trace, h.dispatcher, h.log, processId, onExit,
+                                           [this](const wchar_t* text, long error) {
+                                               messages.push_back({text, error});
+                                           });
+    }
+    std::vector<std::wstring> MessageTexts() const {
+        std::vector<std::wstring> texts;
+        for (const auto& m : messages) texts.push_back(m.text);
+        return texts;
+    }
+    std::vector<Message> messages;
+};
+
+TEST_F(ProcessInfoTest, TheNamesOfAProcessAreLowerCase) {
+    ASSERT_TRUE(Processes().StartProcess(1200, L"C:\\Program Files\\Mozilla Firefox\\FireFox.EXE"));
+    CRefPtr<CProcessInfo> process = Lookup(1200);
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->ProcessId(), 1200u);
+    EXPECT_EQ(process->ImagePath, L"c:\\program files\\mozilla firefox\\firefox.exe");
+    EXPECT_EQ(process->ImageFileName, L"firefox.exe");
+    EXPECT_EQ(process->ImageName, L"firefox");
+    EXPECT_TRUE(process->IsWebBrowser);
+    EXPECT_EQ(process->CreationTime(), Processes().CreationTime(1200));
+    // The path is reported as the platform gave it.
+    EXPECT_THAT(MessageTexts(),
+                ElementsAre(L"Process image fileName = C:\\Program Files\\Mozilla Firefox\\FireFox.EXE"));
+}
+
+TEST_F(ProcessInfoTest, OnlyTheFourBrowserNamesMakeABrowser) {
+    const std::pair<uint32_t, const wchar_t*> processes[] = {
+        {1, L"C:\\b\\chrome.exe"},  {2, L"C:\\b\\msedge.exe"},       {3, L"C:\\b\\opera.exe"},
+        {4, L"C:\\b\\firefox.exe"}, {5, L"C:\\b\\chrome_proxy.exe"}, {6, L"C:\\b\\msedgewebview2.exe"},
+        {7, L"C:\\b\\brave.exe"}};
+    for (const auto& [pid, path] : processes) ASSERT_TRUE(Processes().StartProcess(pid, path));
+    std::vector<bool> browsers;
+    for (const auto& [pid, path] : processes) browsers.push_back(Lookup(pid)->IsWebBrowser);
+    EXPECT_THAT(browsers, ElementsAre(true, true, true, true, false, false, false));
+}
+
+TEST_F(ProcessInfoTest, ADeepInstallFolderStillGivesTheNames) {
+    // Image paths may be up to 1024 characters; only the name and the
+    // extension are limited.
+    const std::wstring folder = L"D:\\" + std::wstring(300, L'x') + L"\\Bin\\";
+    ASSERT_TRUE(Processes().StartProcess(1200, folder + L"Zoom.exe"));
+    CRefPtr<CProcessInfo> process = Lookup(1200);
+    ASSERT_TRUE(process);
+    EXPECT_EQ(process->ImageFileName, L"zoom.exe");
+    EXPECT_EQ(process->ImageName, L"zoom");
+}
+
+TEST_F(ProcessInfoTest, EachFailedQueryGivesNullAndOneMessage) {
+    ASSERT_TRUE(Processes().StartProcess(1200, L"C:\\Apps\\Player.exe"));
+
+    Processes().FailOnce(L"OpenProcess", ERROR_ACCESS_DENIED, L"1200");
+    EXPECT_FALSE(Lookup(1200));
+    Processes().FailOnce(L"GetProcessTimes", ERROR_ACCESS_DENIED, L"1200");
+    EXPECT_FALSE(Lookup(1200));
+    Processes().FailOnce(L"GetModuleFileNameEx", ERROR_INVALID_HANDLE, L"1200");
+    EXPECT_FALSE(Lookup(1200));
+    // No process of that id at all.
+    EXPECT_FALSE(Lookup(4444));
+
+    ASSERT_EQ(messages.size(), 4u);
+    EXPECT_EQ(messages[0].text, L"Failed to retrieve process handle with error code 5");
+    EXPECT_EQ(messages[0].error, 5);
+    EXPECT_EQ(messages[1].text, L"Failed to retrieve process times with error code 5");
+    EXPECT_EQ(messages[2].text, L"Failed to retrieve process image file path with error code 6");
+    EXPECT_EQ(messages[2].error, 6);
+    EXPECT_EQ(messages[3].text, L"Failed to retrieve process handle with error code 87");
+    EXPECT_EQ(CProcessInfo::CacheSize(), 0u);
+}
+
+TEST_F(ProcessInfoTest, OneProcessIsOneObjectAndAReusedIdIsAnother) {
+    ASSERT_TRUE(Processes().StartProcess(1200, L"C:\\Apps\\Old.exe"));
+    CRefPtr<CProcessInfo> first = Lookup(1200);
+    EXPECT_EQ(Lookup(1200), first);
+    EXPECT_EQ(CProcessInfo::CacheSize(), 1u);
+
+    // Watched by nobody, the old one stays in the cache after its end.
+    ASSERT_TRUE(Processes().ExitProcess(1200));
+    Clock().AdvanceClock(10'000'000);
+    ASSERT_TRUE(Processes().StartProcess(1200, L"C:\\Apps\\New.exe"));
+    CRefPtr<CProcessInfo> second = Lookup(1200);
+    ASSERT_TRUE(second);
+    EXPECT_NE(second, first);
+    EXPECT_EQ(second->ImageName, L"new");
+    EXPECT_EQ(first->ImageName, L"old");
+    EXPECT_EQ(CProcessInfo::CacheSize(), 2u);
+}
+
+TEST_F(ProcessInfoTest, TheParentIsFoundOnlyWhileTheProcessRuns) {
+    ASSERT_TRUE(Processes().StartProcess(1000, L"C:\\Apps\\Parent.exe"));
+    ASSERT_TRUE(Processes().StartProcess(1200, L"C:\\Apps\\Child.exe", 1000));
+    EXPECT_EQ(CProcessInfo::GetParentProcessId(1200), 1000u);
+    EXPECT_EQ(CProcessInfo::GetParentProcessId(1000), 0u);
+
+    Processes().FailOnce(L"CreateToolhelp32Snapshot", ERROR_ACCESS_DENIED);
+    EXPECT_EQ(CProcessInfo::GetParentProcessId(1200), 0u);
+
+    ASSERT_TRUE(Processes().ExitProcess(1200));
+    EXPECT_EQ(CProcessInfo::GetParentProcessId(1200), 0u);
+}
+
+TEST_F(ProcessInfoTest, TheEndOfAProcessIsToldOnceOnTheWaitThread) {
+    ASSERT_TRUE(Processes().StartProcess(1200, L"C:\\Apps\\Player.exe"));
+    std::atomic<int> calls{0};
+    std::atomic<CProcessInfo*> told{nullptr};
+    std::thread::id thread;
+    std::atomic<int> laterCalls{0};
+    CRefPtr<CProcessInfo> process = Lookup(1200, [&](CProcessInfo* p) {
+        thread = std::this_thread::get_id();
+        told = p;
+        ++calls;
+    });
+    ASSERT_TRUE(process);
+    // A later lookup of the same process sets no second watch.
+    EXPECT_EQ(Lookup(1200, [&](CProcessInfo*) { ++laterCalls; }), process);
+
+    ASSERT_TRUE(Processes().ExitProcess(1200));
+    ASSERT_TRUE(h.RunUntil([&] { return calls == 1 && CProcessInfo::CacheSize() == 0; }));
+    EXPECT_EQ(told.load(), process.get());
+    EXPECT_NE(thread, std::this_thread::get_id());
+    h.RunFor(std::chrono::milliseconds(50));
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(laterCalls, 0);
+
+    messages.clear();
+    EXPECT_FALSE(Lookup(1200));
+    EXPECT_THAT(MessageTexts(), ElementsAre(L"Failed to retrieve process handle with error code 87"));
+}
+
+TEST_F(ProcessInfoTest, AFailedWatchLosesOnlyTheExitCallback) {
+    ASSERT_TRUE(Processes().StartProcess(1200, L"C:\\Apps\\Player.exe"));
+    Processes().FailOnce(L"WaitForProcessExit", ERROR_NOT_SUPPORTED);
+    std::atomic<int> calls{0};
+    CRefPtr<CProcessInfo> process = Lookup(1200, [&](CProcessInfo*) { ++calls; });
+    ASSERT_TRUE(process);
+    ASSERT_TRUE(Processes().ExitProcess(1200));
+    h.RunFor(std::chrono::milliseconds(100));
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(CProcessInfo::CacheSize(), 1u);
+}
+
+// ---- Microphone use, across endpoints
+
+class MicrophoneUseTest : public ModelTest {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(Audio().AddEndpoint(kSpeakers, eRender));
+        ASSERT_TRUE(Audio().AddEndpoint(kHeadset, eCapture));
+        ASSERT_TRUE(Audio().AddEndpoint(kWebcam, eCapture));
+        ASSERT_TRUE(Processes().StartProcess(kCaller, L"C:\\Users\\me\\AppData\\Roaming\\Zoom\\bin\\Zoom.exe"));
+        devices = StartDeviceManager({kSpeakers});
+        Settle();
+        speakers = WatchSessions(FindDevice(*devices, kSpeakers));
+        headset = WatchSessions(FindDevice(*devices, kHeadset));
+        webcam = WatchSessions(FindDevice(*devices, kWebcam));
+    }
+    std::wstring Start(const std::wstring& endpoint) {
+        std::wstring id = Audio().AddSession(endpoint, {.processId = kCaller, .state = AudioSessionStateActive});
+        Settle();
+        return id;
+    }
+    void SetState(const std::wstring& id, AudioSessionState state) {
+        ASSERT_TRUE(Audio().SetSessionState(id, state));
+        Settle();
+    }
+
+    CRefPtr<CAudioDeviceManager> devices;
+    CRefPtr<CAudioSessionManager> speakers;
+    CRefPtr<CAudioSessionManager> headset;
+    CRefPtr<CAudioSessionManager> webcam;
+};
+
+TEST_F(MicrophoneUseTest, SessionsOfOneProcessShareItsObject) {
+    std::wstring first = Start(kSpeakers);
+    std::wstring second = Start(kSpeakers);
+    CRefPtr<CProcessInfo> process = FindSession(speakers->audioSessions, first)->ProcessInfo.value();
+    ASSERT_TRUE(process);
+    EXPECT_EQ(FindSession(speakers->audioSessions, second)->ProcessInfo.value(), process);
+    EXPECT_EQ(process->AudioSessions.size(), 2u);
+    EXPECT_FALSE(process->IsUsingMic.value());
+}
+
+TEST_F(MicrophoneUseTest, TheLastCaptureEventDecidesForEverySessionOfTheProcess) {
+    std::wstring output = Start(kSpeakers);
+    CRefPtr<CProcessInfo> process = FindSession(speakers->audioSessions, output)->ProcessInfo.value();
+    ASSERT_TRUE(process);
+    PropertyWatcher usingMic(process->IsUsingMic);
+
+    std::wstring headsetInput = Start(kHeadset);
+    EXPECT_EQ(FindSession(headset->audioSessions, headsetInput)->ProcessInfo.value(), process);
+    EXPECT_TRUE(process->IsUsingMic.value());
+
+    std::wstring webcamInput = Start(kWebcam);
+    EXPECT_TRUE(process->IsUsingMic.value());
+    EXPECT_EQ(process->AudioSessions.size(), 3u);
+
+    // No count: one capture session stopping turns it off while the other
+    // still records, until the next activation.
+    SetState(webcamInput, AudioSessionStateInactive);
+    EXPECT_FALSE(process->IsUsingMic.value());
+    EXPECT_TRUE(FindSession(headset->activeAudioSessions, headsetInput));
+    SetState(headsetInput, AudioSessionStateInactive);
+    SetState(headsetInput, AudioSessionStateActive);
+    EXPECT_TRUE(process->IsUsingMic.value());
+    EXPECT_THAT(usingMic.values, ElementsAre(true, false, true));
+
+    // A render session coming and going changes nothing of it.
+    SetState(output, AudioSessionStateInactive);
+    SetState(output, AudioSessionStateActive);
+    EXPECT_THAT(usingMic.values, ElementsAre(true, false, true));
+}
+
+}  // namespace
+}  // namespace qv::test

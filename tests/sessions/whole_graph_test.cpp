@@ -1,0 +1,159 @@
+// The whole object graph as main builds it: the device manager, a
+// classifier per endpoint with its session managers, the sessions and the
+// shared processes, on a machine with a browser and a call. It has to come
+// down completely, also while the machine is still talking.
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "classify/content_classifier.h"
+#include "platform/codes.h"
+#include "sessions/process_info.h"
+#include "support/model_fixture.h"
+
+namespace qv::test {
+namespace {
+
+const std::wstring kSpeakers = L"{0.0.0.00000000}.{speakers}";
+const std::wstring kMicrophone = L"{0.0.1.00000000}.{microphone}";
+
+constexpr uint32_t kExplorer = 500;
+constexpr uint32_t kChrome = 1000;
+constexpr uint32_t kChromeAudio = 1200;
+constexpr uint32_t kCaller = 1300;
+
+class WholeGraphTest : public ModelTest {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(Audio().AddEndpoint(kSpeakers, eRender));
+        ASSERT_TRUE(Audio().AddEndpoint(kMicrophone, eCapture));
+        ASSERT_TRUE(Audio().SetDefaultEndpoint(eRender, eMultimedia, kSpeakers));
+        ASSERT_TRUE(Processes().StartProcess(kExplorer, L"C:\\Windows\\explorer.exe"));
+        ASSERT_TRUE(Processes().StartProcess(kChrome, L"C:\\Program Files\\Google\\Chrome\\Application\\chrome.exe",
+                                             kExplorer));
+        ASSERT_TRUE(Processes().StartProcess(kChromeAudio,
+                                             L"C:\\Program Files\\Google\\Chrome\\Application\\chrome.exe", kChrome));
+        ASSERT_TRUE(Processes().StartProcess(kCaller, L"C:\\Apps\\Zoom\\Zoom.exe", kExplorer));
+        sessions = {
+            Audio().AddSession(kSpeakers, {.processId = kChromeAudio, .state = AudioSessionStateActive}),
+            Audio().AddSession(kSpeakers, {.processId = kCaller, .state = AudioSessionStateActive}),
+            Audio().AddSession(kSpeakers, {.processId = kCaller}),
+            Audio().AddSession(kMicrophone, {.processId = kCaller, .state = AudioSessionStateActive}),
+        };
+        // A host that is never there: the classifiers build their session
+        // managers, and without the automatic preset they never call it.
+        manager = StartDeviceManager({kSpeakers}, "qv-model-tests-no-host");
+        Settle();
+    }
+
+    CContentClassifier* ClassifierOf(const std::wstring& endpointId) {
+        for (const auto& classifier : manager->ContentClassifiers())
+            if (classifier->EndpointId() == endpointId) return classifier.get();
+        return nullptr;
+    }
+
+    // True once the model holds no registration of the machine any more.
+    bool LetGoOfTheMachine() {
+        if (Audio().EndpointClientCount() != 0 || Power().RegistrationCount() != 0) return false;
+        if (Audio().SessionNotificationCount(kSpeakers) != 0 || Audio().SessionNotificationCount(kMicrophone) != 0)
+            return false;
+        for (const auto& id : sessions)
+            if (Audio().SessionEventsCount(id) != 0) return false;
+        return true;
+    }
+
+    std::vector<std::wstring> sessions;
+    CRefPtr<CAudioDeviceManager> manager;
+};
+
+TEST_F(WholeGraphTest, TheGraphIsBuiltThroughTheDeviceManager) {
+    CContentClassifier* output = ClassifierOf(kSpeakers);
+    ASSERT_TRUE(output);
+    CRefPtr<CAudioSessionManager> outputSessions = output->AudioSessionManager.value();
+    ASSERT_TRUE(outputSessions);
+    EXPECT_EQ(outputSessions->audioSessions.size(), 3u);
+    EXPECT_EQ(outputSessions->activeAudioSessions.size(), 2u);
+    EXPECT_EQ(outputSessions->webBrowserAudioSessions.size(), 1u);
+    ASSERT_EQ(output->captureAudioSessionManagers.size(), 1u);
+    EXPECT_EQ(output->captureAudioSessionManagers[0]->activeAudioSessions.size(), 1u);
+
+    // The call's process is one object for its output and its microphone,
+    // and it knows that it records.
+    CRefPtr<CAudioSession> call = FindSession(outputSessions->audioSessions, sessions[1]);
+    CRefPtr<CProcessInfo> caller = call->ProcessInfo.value();
+    ASSERT_TRUE(caller);
+    EXPECT_TRUE(caller->IsUsingMic.value());
+    CRefPtr<CAudioSession> recording = FindSession(output->captureAudioSessionManagers[0]->audioSessions, sessions[3]);
+    EXPECT_EQ(recording->ProcessInfo.value(), caller);
+
+    CRefPtr<CAudioSession> browser = FindSession(outputSessions->audioSessions, sessions[0]);
+    ASSERT_TRUE(browser->WebBrowserProcessInfo.value());
+    EXPECT_EQ(browser->WebBrowserProcessInfo.value()->ProcessId(), kChrome);
+}
+
+TEST_F(WholeGraphTest, EverythingGoesWithTheManagerWhileSessionsPlay) {
+    CRefPtr<CAudioSessionManager> outputSessions = ClassifierOf(kSpeakers)->AudioSessionManager.value();
+    CWeakRefPtr<CAudioSessionManager> weakManager(outputSessions);
+    CRefPtr<CAudioSession> call = FindSession(outputSessions->audioSessions, sessions[1]);
+    CWeakRefPtr<CAudioSession> weakCall(call);
+    CRefPtr<CProcessInfo> caller = call->ProcessInfo.value();
+    CWeakRefPtr<CAudioDevice> weakDevice(FindDevice(*manager, kSpeakers));
+    ASSERT_EQ(caller->AudioSessions.size(), 3u);
+    outputSessions = nullptr;
+    call = nullptr;
+
+    manager = nullptr;
+    EXPECT_TRUE(h.RunUntil([&] { return LetGoOfTheMachine(); }));
+    h.RunPending();
+    EXPECT_FALSE(weakManager.Lock());
+    EXPECT_FALSE(weakCall.Lock());
+    EXPECT_FALSE(weakDevice.Lock());
+    // The process outlives its sessions, but none is left in it, and the
+    // microphone went with the last of them.
+    EXPECT_TRUE(caller->AudioSessions.empty());
+    EXPECT_FALSE(caller->IsUsingMic.value());
+
+    // The watch of its end holds it until the process ends.
+    CWeakRefPtr<CProcessInfo> weakCaller(caller);
+    caller = nullptr;
+    CProcessInfo::ClearCache();
+    ASSERT_TRUE(weakCaller.Lock());
+    ASSERT_TRUE(Processes().ExitProcess(kCaller));
+    EXPECT_TRUE(h.RunUntil([&] { return !weakCaller.Lock(); }));
+}
+
+TEST_F(WholeGraphTest, TheManagerGoesWhileTheMachineIsStillTalking) {
+    std::atomic<bool> stop{false};
+    std::thread machine([&] {
+        // Every kind of event the model listens to, as fast as it goes.
+        for (int round = 0; !stop.load(); ++round) {
+            const float volume = static_cast<float>(round % 100) / 100.0f;
+            for (const auto& id : sessions) {
+                Audio().SetSessionVolume(id, volume);
+                Audio().SetSessionDisplayName(id, L"name " + std::to_wstring(round));
+            }
+            Audio().SetSessionState(sessions[2], round % 2 ? AudioSessionStateActive : AudioSessionStateInactive);
+            Audio().SetEndpointProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyUi4(0));
+            Audio().SetDefaultEndpoint(eRender, eMultimedia, kSpeakers);
+            if (round % 10 == 0) {
+                Audio().AddSession(kSpeakers, {.processId = kCaller, .state = AudioSessionStateActive});
+                Power().SendPowerEvent(10);
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    });
+    h.RunFor(std::chrono::milliseconds(100));
+    manager = nullptr;
+    h.RunFor(std::chrono::milliseconds(100));
+    stop = true;
+    machine.join();
+
+    EXPECT_TRUE(h.RunUntil([&] { return LetGoOfTheMachine(); }));
+    Settle();
+}
+
+}  // namespace
+}  // namespace qv::test
