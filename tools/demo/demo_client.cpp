@@ -1,0 +1,140 @@
+// quorvane-demo-client: plays a sound to the sound server for a while and,
+// if asked, records from it at the same time, as a call program does. Its
+// process name is what the classifier judges by, so demonstrations copy it
+// under the name of a media player or a call program.
+#include <pulse/error.h>
+#include <pulse/simple.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+struct Options {
+    double seconds = 5.0;
+    bool record = false;
+    double toneHz = 440.0;
+    // Speech comes in bursts: the level jumps from one second to the next.
+    bool bursts = false;
+    std::string sink;
+    std::string source;
+};
+
+void PrintHelp() {
+    std::printf(
+        "Usage: quorvane-demo-client [options]\n"
+        "\n"
+        "Plays a tone to the sound server (PulseAudio or PipeWire) and, with --record,\n"
+        "records from it at the same time.\n"
+        "\n"
+        "  --seconds S     how long to play (default 5)\n"
+        "  --record        also record from the default (or given) source\n"
+        "  --tone HZ       the tone's pitch (default 440)\n"
+        "  --bursts        vary the level from second to second, as speech does\n"
+        "  --sink NAME     play to this sink instead of the default\n"
+        "  --source NAME   record from this source instead of the default\n"
+        "  --help          this text\n");
+}
+
+bool Parse(int argc, char** argv, Options& o) {
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        auto next = [&]() -> const char* { return i + 1 < argc ? argv[++i] : nullptr; };
+        if (a == "--help") {
+            PrintHelp();
+            std::exit(0);
+        } else if (a == "--record") {
+            o.record = true;
+        } else if (a == "--bursts") {
+            o.bursts = true;
+        } else if (a == "--seconds" || a == "--tone" || a == "--sink" || a == "--source") {
+            const char* v = next();
+            if (!v) {
+                std::fprintf(stderr, "quorvane-demo-client: %s needs a value\n", a.c_str());
+                return false;
+            }
+            if (a == "--sink") o.sink = v;
+            else if (a == "--source") o.source = v;
+            else {
+                char* end = nullptr;
+                double d = std::strtod(v, &end);
+                if (!end || *end || !(d > 0) || d > 86400) {
+                    std::fprintf(stderr, "quorvane-demo-client: %s takes a positive number\n", a.c_str());
+                    return false;
+                }
+                (a == "--seconds" ? o.seconds : o.toneHz) = d;
+            }
+        } else {
+            std::fprintf(stderr, "quorvane-demo-client: unknown option %s (see --help)\n", a.c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options o;
+    if (!Parse(argc, argv, o)) return 2;
+    const pa_sample_spec spec{PA_SAMPLE_S16LE, 44100, 2};
+    const char* name = argc > 0 ? argv[0] : "quorvane-demo-client";
+    if (const char* slash = std::strrchr(name, '/')) name = slash + 1;
+    int error = 0;
+
+    std::atomic<bool> done{false};
+    std::thread recorder;
+    if (o.record) {
+        pa_simple* in = pa_simple_new(nullptr, name, PA_STREAM_RECORD, o.source.empty() ? nullptr : o.source.c_str(),
+                                      "microphone", &spec, nullptr, nullptr, &error);
+        if (!in) {
+            std::fprintf(stderr, "quorvane-demo-client: cannot record: %s\n", pa_strerror(error));
+            return 1;
+        }
+        recorder = std::thread([in, &done] {
+            std::vector<char> buffer(4410 * 4);
+            int e = 0;
+            while (!done.load() && pa_simple_read(in, buffer.data(), buffer.size(), &e) >= 0) {
+            }
+            pa_simple_free(in);
+        });
+    }
+
+    pa_simple* out = pa_simple_new(nullptr, name, PA_STREAM_PLAYBACK, o.sink.empty() ? nullptr : o.sink.c_str(),
+                                   "playback", &spec, nullptr, nullptr, &error);
+    if (!out) {
+        std::fprintf(stderr, "quorvane-demo-client: cannot play: %s\n", pa_strerror(error));
+        done.store(true);
+        if (recorder.joinable()) recorder.join();
+        return 1;
+    }
+    const int frames = static_cast<int>(o.seconds * spec.rate);
+    const int chunk = spec.rate / 10;
+    std::vector<int16_t> samples(static_cast<std::size_t>(chunk) * 2);
+    int rc = 0;
+    for (int frame = 0; frame < frames && rc == 0; frame += chunk) {
+        for (int i = 0; i < chunk; ++i) {
+            const double t = static_cast<double>(frame + i) / spec.rate;
+            const double level = o.bursts ? (static_cast<int>(t) % 2 == 0 ? 0.5 : 0.1) : 0.3;
+            const auto v = static_cast<int16_t>(level * 32767 * std::sin(2 * M_PI * o.toneHz * t));
+            samples[2 * i] = v;
+            samples[2 * i + 1] = v;
+        }
+        if (pa_simple_write(out, samples.data(), samples.size() * sizeof(int16_t), &error) < 0) {
+            std::fprintf(stderr, "quorvane-demo-client: playing failed: %s\n", pa_strerror(error));
+            rc = 1;
+        }
+    }
+    if (rc == 0) pa_simple_drain(out, &error);
+    pa_simple_free(out);
+    done.store(true);
+    if (recorder.joinable()) recorder.join();
+    return rc;
+}

@@ -1,0 +1,241 @@
+#include "scenario.h"
+
+#include <algorithm>
+#include <set>
+
+#include <nlohmann/json.hpp>
+
+namespace qv::replay {
+
+namespace {
+
+using nlohmann::json;
+
+struct Fault {
+    std::string message;
+};
+
+[[noreturn]] void Fail(const std::string& where, const std::string& what) { throw Fault{where + ": " + what}; }
+
+const json& Member(const json& object, const char* key, const std::string& where) {
+    if (!object.is_object() || !object.contains(key)) Fail(where, std::string("\"") + key + "\" is missing");
+    return object.at(key);
+}
+
+std::string Text(const json& value, const std::string& where) {
+    if (!value.is_string()) Fail(where, "wants a text");
+    return value.get<std::string>();
+}
+
+uint32_t Number(const json& value, const std::string& where, uint64_t max = 0xFFFFFFFFu) {
+    if (!value.is_number_integer() || value.get<int64_t>() < 0 || value.get<uint64_t>() > max)
+        Fail(where, "wants a whole number from 0 to " + std::to_string(max));
+    return static_cast<uint32_t>(value.get<uint64_t>());
+}
+
+std::optional<uint32_t> OptionalNumber(const json& object, const char* key, const std::string& where) {
+    if (!object.contains(key)) return std::nullopt;
+    return Number(object.at(key), where + "." + key);
+}
+
+uint32_t EndpointState(const std::string& text, const std::string& where) {
+    if (text == "active") return 1;
+    if (text == "disabled") return 2;
+    if (text == "notpresent") return 4;
+    if (text == "unplugged") return 8;
+    Fail(where, "is \"" + text + "\"; states are active, disabled, notpresent, unplugged");
+}
+
+int32_t SessionState(const std::string& text, const std::string& where) {
+    if (text == "inactive") return 0;
+    if (text == "active") return 1;
+    if (text == "expired") return 2;
+    Fail(where, "is \"" + text + "\"; session states are inactive, active, expired");
+}
+
+EndpointSpec ParseEndpoint(const json& e, const std::string& where) {
+    EndpointSpec spec;
+    spec.id = Text(Member(e, "id", where), where + ".id");
+    if (spec.id.empty()) Fail(where + ".id", "is empty");
+    const std::string flow = e.contains("flow") ? Text(e.at("flow"), where + ".flow") : "render";
+    if (flow != "render" && flow != "capture") Fail(where + ".flow", "is render or capture");
+    spec.capture = flow == "capture";
+    spec.name = e.contains("name") ? Text(e.at("name"), where + ".name") : spec.id;
+    if (e.contains("state")) spec.state = EndpointState(Text(e.at("state"), where + ".state"), where + ".state");
+    if (e.contains("default")) {
+        if (!e.at("default").is_boolean()) Fail(where + ".default", "wants true or false");
+        spec.isDefault = e.at("default").get<bool>();
+    }
+    if (e.contains("autoPreset")) {
+        const json& p = e.at("autoPreset");
+        const std::string at = where + ".autoPreset";
+        if (!p.is_object()) Fail(at, "wants an object");
+        spec.hasAutoPreset = OptionalNumber(p, "has", at);
+        spec.enableAutoPreset = OptionalNumber(p, "enable", at);
+        spec.featureMode = OptionalNumber(p, "mode", at);
+        if (p.contains("contentType")) spec.contentType = Text(p.at("contentType"), at + ".contentType");
+    }
+    return spec;
+}
+
+FileSpec ParseFile(const json& f, const std::string& where) {
+    FileSpec file;
+    file.pid = Number(Member(f, "pid", where), where + ".pid");
+    file.path = Text(Member(f, "path", where), where + ".path");
+    if (f.contains("video")) {
+        if (!f.at("video").is_boolean()) Fail(where + ".video", "wants true or false");
+        file.video = f.at("video").get<bool>();
+    }
+    if (f.contains("channels")) file.channels = Number(f.at("channels"), where + ".channels", 32);
+    if (f.contains("rate")) file.rate = Number(f.at("rate"), where + ".rate", 768000);
+    if (f.contains("bits")) file.bits = Number(f.at("bits"), where + ".bits", 64);
+    if (f.contains("duration")) {
+        if (!f.at("duration").is_number() || f.at("duration").get<double>() < 0)
+            Fail(where + ".duration", "wants seconds, 0 or more");
+        file.duration = f.at("duration").get<double>();
+    }
+    if (f.contains("samples")) {
+        file.samples = Text(f.at("samples"), where + ".samples");
+        if (file.samples != "speech" && file.samples != "steady" && file.samples != "wide")
+            Fail(where + ".samples", "is speech, steady or wide");
+    }
+    return file;
+}
+
+Event ParseEvent(const json& e, const std::string& where, const std::set<std::string>& endpoints) {
+    Event event;
+    event.at = Number(Member(e, "at", where), where + ".at", 24u * 3600 * 1000);
+    static const char* kinds[] = {"start", "state", "end", "exit", "endpointState", "property", "default", "file",
+                                  "stop"};
+    int found = -1;
+    for (int i = 0; i < 9; ++i) {
+        if (!e.contains(kinds[i])) continue;
+        if (found >= 0) Fail(where, "has more than one of start, state, end, exit, ... ");
+        found = i;
+    }
+    if (found < 0) Fail(where, "says nothing happens: give one of start, state, end, exit, endpointState, "
+                               "property, default, file, stop");
+    event.kind = static_cast<EventKind>(found);
+    const std::string at = where + "." + kinds[found];
+    const json& body = e.at(kinds[found]);
+    if (!body.is_object()) Fail(at, "wants an object");
+    auto endpoint = [&](const json& b) {
+        std::string id = Text(Member(b, "endpoint", at), at + ".endpoint");
+        if (!endpoints.contains(id)) Fail(at + ".endpoint", "\"" + id + "\" is not an endpoint of the scenario");
+        return id;
+    };
+    switch (event.kind) {
+        case EventKind::Start:
+            event.session = Text(Member(body, "session", at), at + ".session");
+            event.endpoint = endpoint(body);
+            event.pid = Number(Member(body, "pid", at), at + ".pid");
+            event.state = body.contains("state") ? SessionState(Text(body.at("state"), at), at + ".state") : 1;
+            break;
+        case EventKind::State:
+            event.session = Text(Member(body, "session", at), at + ".session");
+            event.state = SessionState(Text(Member(body, "state", at), at + ".state"), at + ".state");
+            break;
+        case EventKind::End:
+            event.session = Text(Member(body, "session", at), at + ".session");
+            break;
+        case EventKind::Exit:
+            event.pid = Number(Member(body, "pid", at), at + ".pid");
+            break;
+        case EventKind::EndpointState:
+            event.endpoint = endpoint(body);
+            event.state = static_cast<int32_t>(EndpointState(Text(Member(body, "state", at), at), at + ".state"));
+            break;
+        case EventKind::Property: {
+            event.endpoint = endpoint(body);
+            event.key = Text(Member(body, "key", at), at + ".key");
+            if (event.key != "has" && event.key != "enable" && event.key != "mode" && event.key != "contentType")
+                Fail(at + ".key", "is has, enable, mode or contentType");
+            const json& v = Member(body, "value", at);
+            if (event.key == "contentType")
+                event.value = Text(v, at + ".value");
+            else
+                event.value = std::to_string(Number(v, at + ".value"));
+            break;
+        }
+        case EventKind::Default:
+            event.endpoint = endpoint(body);
+            break;
+        case EventKind::File:
+            event.file = ParseFile(body, at);
+            break;
+        case EventKind::Stop:
+            break;
+    }
+    return event;
+}
+
+Scenario Parse(const json& root) {
+    if (!root.is_object()) Fail("the scenario", "is not a JSON object");
+    Scenario scenario;
+    if (root.contains("description")) scenario.description = Text(root.at("description"), "description");
+    const json& endpoints = Member(root, "endpoints", "the scenario");
+    if (!endpoints.is_array() || endpoints.empty()) Fail("endpoints", "wants a list of at least one endpoint");
+    std::set<std::string> ids;
+    for (std::size_t i = 0; i < endpoints.size(); ++i) {
+        EndpointSpec spec = ParseEndpoint(endpoints[i], "endpoints[" + std::to_string(i) + "]");
+        if (!ids.insert(spec.id).second) Fail("endpoints[" + std::to_string(i) + "].id", "is given twice");
+        scenario.endpoints.push_back(spec);
+    }
+    if (root.contains("classify")) {
+        const json& c = root.at("classify");
+        if (!c.is_array()) Fail("classify", "wants a list of endpoint ids");
+        for (std::size_t i = 0; i < c.size(); ++i) {
+            std::string id = Text(c[i], "classify[" + std::to_string(i) + "]");
+            if (!ids.contains(id)) Fail("classify[" + std::to_string(i) + "]", "\"" + id + "\" is not an endpoint");
+            scenario.classify.push_back(id);
+        }
+    } else {
+        for (const EndpointSpec& e : scenario.endpoints)
+            if (!e.capture) scenario.classify.push_back(e.id);
+    }
+    if (root.contains("processes")) {
+        const json& p = root.at("processes");
+        if (!p.is_array()) Fail("processes", "wants a list");
+        std::set<uint32_t> pids;
+        for (std::size_t i = 0; i < p.size(); ++i) {
+            const std::string where = "processes[" + std::to_string(i) + "]";
+            ProcessSpec spec;
+            spec.pid = Number(Member(p[i], "pid", where), where + ".pid");
+            if (spec.pid == 0 || !pids.insert(spec.pid).second) Fail(where + ".pid", "is 0 or given twice");
+            spec.image = Text(Member(p[i], "image", where), where + ".image");
+            if (p[i].contains("parent")) spec.parent = Number(p[i].at("parent"), where + ".parent");
+            scenario.processes.push_back(spec);
+        }
+    }
+    const json& events = Member(root, "events", "the scenario");
+    if (!events.is_array()) Fail("events", "wants a list");
+    for (std::size_t i = 0; i < events.size(); ++i)
+        scenario.events.push_back(ParseEvent(events[i], "events[" + std::to_string(i) + "]", ids));
+    if (root.contains("expect")) {
+        const json& e = root.at("expect");
+        if (!e.is_array()) Fail("expect", "wants a list of words");
+        std::vector<std::string> words;
+        for (std::size_t i = 0; i < e.size(); ++i) words.push_back(Text(e[i], "expect[" + std::to_string(i) + "]"));
+        scenario.expect = words;
+    }
+    std::stable_sort(scenario.events.begin(), scenario.events.end(),
+                     [](const Event& a, const Event& b) { return a.at < b.at; });
+    if (scenario.events.empty() || scenario.events.back().kind != EventKind::Stop)
+        Fail("events", "must end with a stop, so that the replay knows when it is over");
+    return scenario;
+}
+
+}  // namespace
+
+std::optional<Scenario> ParseScenario(const std::string& text, std::string& error) {
+    try {
+        return Parse(json::parse(text));
+    } catch (const Fault& fault) {
+        error = fault.message;
+    } catch (const json::exception& e) {
+        error = std::string("not valid JSON: ") + e.what();
+    }
+    return std::nullopt;
+}
+
+}  // namespace qv::replay

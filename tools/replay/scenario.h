@@ -1,0 +1,71 @@
+// A replay scenario: the machine (endpoints, processes) and what happens on
+// it over time (sessions that start, change and end, files a player opens,
+// endpoint changes). Read from JSON; every field is checked, and a scenario
+// that does not hold together is refused with the place of the fault.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qv::replay {
+
+struct EndpointSpec {
+    std::string id;
+    bool capture = false;
+    std::string name;
+    uint32_t state = 1;  // DEVICE_STATE_*
+    bool isDefault = false;
+    // The automatic preset's values; absent ones stay unset on the endpoint.
+    std::optional<uint32_t> hasAutoPreset, enableAutoPreset, featureMode;
+    std::optional<std::string> contentType;
+};
+
+struct ProcessSpec {
+    uint32_t pid = 0;
+    std::string image;
+    uint32_t parent = 0;
+};
+
+// What a player has open: the file and the facts of its first audio stream.
+struct FileSpec {
+    uint32_t pid = 0;
+    std::string path;
+    bool video = false;
+    uint32_t channels = 2, rate = 44100, bits = 16;
+    double duration = 0;
+    // The first seconds of sound, made up: "speech" (levels that jump from
+    // second to second, channels alike), "steady" (one level) or "wide"
+    // (channels that differ). Empty: no samples.
+    std::string samples;
+};
+
+enum class EventKind { Start, State, End, Exit, EndpointState, Property, Default, File, Stop };
+
+struct Event {
+    uint32_t at = 0;  // milliseconds from the start
+    EventKind kind = EventKind::Stop;
+    std::string session, endpoint;
+    uint32_t pid = 0;
+    int32_t state = 0;
+    std::string key;    // Property: has, enable, mode or contentType
+    std::string value;  // Property
+    FileSpec file;
+};
+
+struct Scenario {
+    std::string description;
+    std::vector<EndpointSpec> endpoints;
+    std::vector<std::string> classify;  // endpoint ids given to the classifier
+    std::vector<ProcessSpec> processes;
+    std::vector<Event> events;  // in time order
+    // The words the host should hear, in order ("" for a withdrawal); only
+    // checked when the replay is asked to check.
+    std::optional<std::vector<std::string>> expect;
+};
+
+// Null with a message that names the field at fault.
+std::optional<Scenario> ParseScenario(const std::string& json, std::string& error);
+
+}  // namespace qv::replay
