@@ -39,8 +39,8 @@
 #include "core/ref.h"
 #include "platform/audio.h"
 #include "platform/codes.h"
-#include "platform/linux/linux_callback_list.h"
-#include "platform/linux/linux_callback_thread.h"
+#include "platform/callback_list.h"
+#include "platform/callback_thread.h"
 #include "platform/linux/linux_endpoint_properties.h"
 #include "platform/linux/linux_pulse_mirror.h"
 
@@ -66,9 +66,9 @@ struct SessionKey {
 
 class CPulseAudioContext : public CAddReleaseRef {
 public:
-    using EndpointClients = CLinuxCallbackList<IMMNotificationClient, false>;
-    using SessionNotifications = CLinuxCallbackList<IAudioSessionNotification, true>;
-    using SessionEvents = CLinuxCallbackList<IAudioSessionEvents, true>;
+    using EndpointClients = CCallbackList<IMMNotificationClient, false>;
+    using SessionNotifications = CCallbackList<IAudioSessionNotification, true>;
+    using SessionEvents = CCallbackList<IAudioSessionEvents, true>;
 
     // Starts the connection and waits a few seconds for the server's first
     // answers; without a server it still returns, and keeps trying.
@@ -152,7 +152,7 @@ private:
     std::mutex m_registryMutex;
     std::map<std::pair<EDataFlow, std::string>, std::shared_ptr<SessionNotifications>> m_notifications;
     std::map<SessionKey, std::shared_ptr<SessionEvents>> m_events;
-    CLinuxCallbackThread m_delivery;
+    CCallbackThread m_delivery;
 };
 
 }  // namespace qv

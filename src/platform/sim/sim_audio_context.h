@@ -6,8 +6,8 @@
 #include <mutex>
 
 #include "platform/audio.h"
-#include "platform/sim/sim_callback_list.h"
-#include "platform/sim/sim_callback_thread.h"
+#include "platform/callback_list.h"
+#include "platform/callback_thread.h"
 #include "platform/sim/sim_failures.h"
 
 namespace qv {
@@ -20,9 +20,9 @@ public:
     // model is called, so that a callback may call the platform back.
     std::mutex Mutex;
     CSimFailures Failures;
-    CSimCallbackThread Events;
+    CCallbackThread Events;
     // No reference: the model deletes its client right after unregistering.
-    CSimCallbackList<IMMNotificationClient, false> EndpointClients;
+    CCallbackList<IMMNotificationClient, false> EndpointClients;
 };
 
 }  // namespace qv

@@ -53,7 +53,7 @@ private:
     bool m_removed = false;
     std::vector<std::pair<PROPERTYKEY, PROPVARIANT>> m_properties;
     std::vector<CRefPtr<CSimAudioSession>> m_sessions;
-    CSimCallbackList<IAudioSessionNotification, true> m_notifications;
+    CCallbackList<IAudioSessionNotification, true> m_notifications;
 };
 
 // The result of EnumAudioEndpoints: the endpoints at the time of the call.

@@ -62,7 +62,7 @@ private:
     SimSession m_values;
     bool m_endpointActive;
     bool m_disconnected = false;
-    CSimCallbackList<IAudioSessionEvents, true> m_events;
+    CCallbackList<IAudioSessionEvents, true> m_events;
 };
 
 }  // namespace qv

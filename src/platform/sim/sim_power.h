@@ -7,8 +7,8 @@
 #include <mutex>
 
 #include "platform/power.h"
-#include "platform/sim/sim_callback_list.h"
-#include "platform/sim/sim_callback_thread.h"
+#include "platform/callback_list.h"
+#include "platform/callback_thread.h"
 #include "platform/sim/sim_failures.h"
 
 namespace qv {
@@ -51,9 +51,9 @@ public:
 
 private:
     CSimFailures m_failures;
-    CSimCallbackList<ISuspendResumeCallback, false> m_callbacks;
+    CCallbackList<ISuspendResumeCallback, false> m_callbacks;
     std::mutex m_raiseMutex;  // events are queued in the order they are raised
-    CSimCallbackThread m_events;
+    CCallbackThread m_events;
 };
 
 }  // namespace qv

@@ -3,9 +3,10 @@
 // platform gives: once the unregistration has returned, no call to the
 // object runs any more and none will start.
 //
-// An event reaches the registrations that existed when it was raised and
-// still exist when it is delivered: an object that registers from within a
-// callback does not receive the event being delivered.
+// An event reaches the registrations that existed when it was raised (seen
+// from the sound server, or made by a simulation) and still exist when it is
+// delivered: an object that registers from within a callback does not
+// receive the event being delivered.
 #pragma once
 
 #include <algorithm>
@@ -21,7 +22,7 @@
 namespace qv {
 
 template <class T, bool HoldsReference>
-class CSimCallbackList {
+class CCallbackList {
 public:
     // A registration with a reference keeps the object alive until it is
     // unregistered (session notifications and events); one without holds a

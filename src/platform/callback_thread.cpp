@@ -1,15 +1,15 @@
-#include "platform/sim/sim_callback_thread.h"
+#include "platform/callback_thread.h"
 
 namespace qv {
 
-CSimCallbackThread::CSimCallbackThread() : m_state(std::make_shared<State>()) {
+CCallbackThread::CCallbackThread() : m_state(std::make_shared<State>()) {
     m_thread = std::thread([state = m_state] { Run(state); });
     m_id = m_thread.get_id();
 }
 
-CSimCallbackThread::~CSimCallbackThread() { Stop(); }
+CCallbackThread::~CCallbackThread() { Stop(); }
 
-void CSimCallbackThread::Run(const std::shared_ptr<State>& state) {
+void CCallbackThread::Run(const std::shared_ptr<State>& state) {
     std::unique_lock lock(state->mutex);
     for (;;) {
         state->wake.wait(lock, [&] { return state->stopped || !state->queue.empty(); });
@@ -28,7 +28,7 @@ void CSimCallbackThread::Run(const std::shared_ptr<State>& state) {
     }
 }
 
-void CSimCallbackThread::Post(std::function<void()> delivery) {
+void CCallbackThread::Post(std::function<void()> delivery) {
     {
         std::lock_guard lock(m_state->mutex);
         if (m_state->stopped) return;
@@ -37,14 +37,14 @@ void CSimCallbackThread::Post(std::function<void()> delivery) {
     m_state->wake.notify_one();
 }
 
-bool CSimCallbackThread::WaitUntilDelivered(std::chrono::milliseconds timeout) {
+bool CCallbackThread::WaitUntilDelivered(std::chrono::milliseconds timeout) {
     if (IsCurrent()) return false;
     std::unique_lock lock(m_state->mutex);
     return m_state->idle.wait_for(lock, timeout,
                                   [&] { return m_state->stopped || (m_state->queue.empty() && !m_state->busy); });
 }
 
-void CSimCallbackThread::Stop() {
+void CCallbackThread::Stop() {
     std::deque<std::function<void()>> dropped;
     {
         std::lock_guard lock(m_state->mutex);

@@ -1,7 +1,10 @@
-// The thread on which one area of the simulated machine calls the model
-// back, one callback after another in the order in which they were raised,
-// as the platform's own notification threads do. Never the caller's thread,
-// so the model's posting discipline is exercised.
+// The thread on which a port calls the model back, one callback after
+// another in the order in which the events were raised, as the platform's
+// own notification threads do. The thread that sees an event (the sound
+// server's, a simulation's) only queues here, so it never waits for model
+// code, and a callback may call any port operation, even one that needs an
+// answer from that thread. Never the caller's thread, so the model's posting
+// discipline is exercised.
 #pragma once
 
 #include <chrono>
@@ -14,12 +17,12 @@
 
 namespace qv {
 
-class CSimCallbackThread {
+class CCallbackThread {
 public:
-    CSimCallbackThread();
-    ~CSimCallbackThread();
-    CSimCallbackThread(const CSimCallbackThread&) = delete;
-    CSimCallbackThread& operator=(const CSimCallbackThread&) = delete;
+    CCallbackThread();
+    ~CCallbackThread();
+    CCallbackThread(const CCallbackThread&) = delete;
+    CCallbackThread& operator=(const CCallbackThread&) = delete;
 
     // Queues a delivery. After Stop it is dropped.
     void Post(std::function<void()> delivery);
