@@ -51,6 +51,7 @@ TEST(WeakReferenceRace, LockRacingTheFinalReleaseGivesALiveObjectOrNull) {
     constexpr std::chrono::nanoseconds kStep{250};
     constexpr std::chrono::nanoseconds kLongest{200'000};
     std::chrono::nanoseconds lean{0};
+    std::chrono::nanoseconds nextLean{0};
 
     std::thread releaser([&] {
         for (int i = 0; i < kIterations; ++i) {
@@ -76,12 +77,14 @@ TEST(WeakReferenceRace, LockRacingTheFinalReleaseGivesALiveObjectOrNull) {
             // Whatever the other thread does now, this reference keeps it.
             std::this_thread::yield();
             if (dead[i].load()) ++deadButLocked;
-            lean = std::min(lean + kStep, kLongest);
+            nextLean = std::min(lean + kStep, kLongest);
         } else {
             ++missed;
-            lean = std::max(lean - kStep, -kLongest);
+            nextLean = std::max(lean - kStep, -kLongest);
         }
         step.arrive_and_wait();
+        // Between rounds the releaser does not look at it.
+        lean = nextLean;
         // Whoever let go last destroyed it, on whichever thread that was.
         if (!dead[i].load()) ++leaked;
         EXPECT_FALSE(weak.Lock()) << "round " << i;

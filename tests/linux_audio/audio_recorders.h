@@ -31,9 +31,11 @@ public:
         std::lock_guard lock(m_mutex);
         return m_events;
     }
-    // Whether the predicate came to hold on the record within the time.
+    // Whether the predicate came to hold on the record within the time. The
+    // bound is generous: on a loaded machine PipeWire's session manager
+    // takes its time over a new default.
     bool WaitFor(const std::function<bool(const std::vector<Event>&)>& holds,
-                 std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+                 std::chrono::milliseconds timeout = std::chrono::seconds(30)) {
         std::unique_lock lock(m_mutex);
         return m_changed.wait_for(lock, timeout, [&] { return holds(m_events); });
     }

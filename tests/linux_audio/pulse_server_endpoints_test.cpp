@@ -210,7 +210,9 @@ TEST_F(PulseServerEndpointsTest, UnregisteringWaitsForARunningCallAndWorksFromWi
     ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(slow.get()), S_OK);
 
     ASSERT_TRUE(SoundServer::Pactl({"set-default-sink", "other"}));
-    while (!inCall) std::this_thread::sleep_for(1ms);
+    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    while (!inCall && std::chrono::steady_clock::now() < giveUp) std::this_thread::sleep_for(1ms);
+    ASSERT_TRUE(inCall) << "no endpoint event came for the new default";
     EXPECT_EQ(enumerator->UnregisterEndpointNotificationCallback(slow.get()), S_OK);
     EXPECT_TRUE(finished) << "returned while the call still ran";
     ASSERT_TRUE(SoundServer::Pactl({"set-default-sink", "spk"}));

@@ -2,11 +2,24 @@
 // looks for: a program that dies early (an unimplemented function under Wine
 // crashes and may still exit 0) never prints it.
 #include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
+#ifndef _WIN32
+    // Pipe names are machine-wide on Linux: without a namespace of its own,
+    // a test's pipe server would also hear the classifiers of the test
+    // programs and tools that run beside it. Children inherit it.
+    if (!std::getenv("QUORVANE_PIPE_NAMESPACE"))
+        setenv("QUORVANE_PIPE_NAMESPACE", ("qvtest-" + std::to_string(getpid())).c_str(), 1);
+#endif
     testing::InitGoogleMock(&argc, argv);
     int rc = RUN_ALL_TESTS();
     const auto* unit = testing::UnitTest::GetInstance();

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <numbers>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -123,7 +124,7 @@ int main(int argc, char** argv) {
         for (int i = 0; i < chunk; ++i) {
             const double t = static_cast<double>(frame + i) / spec.rate;
             const double level = o.bursts ? (static_cast<int>(t) % 2 == 0 ? 0.5 : 0.1) : 0.3;
-            const auto v = static_cast<int16_t>(level * 32767 * std::sin(2 * M_PI * o.toneHz * t));
+            const auto v = static_cast<int16_t>(level * 32767 * std::sin(2 * std::numbers::pi * o.toneHz * t));
             samples[2 * i] = v;
             samples[2 * i + 1] = v;
         }

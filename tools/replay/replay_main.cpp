@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <numbers>
 #include <condition_variable>
 #include <cstdio>
 #include <fstream>
@@ -76,10 +77,10 @@ std::shared_ptr<std::vector<float>> MakeSamples(const FileSpec& file) {
         // second (stereo) and of two (mono) both see the level jump.
         static constexpr double kBursts[] = {0.5, 0.1, 0.35, 0.05, 0.6, 0.2, 0.45, 0.08, 0.3, 0.55, 0.12, 0.4};
         if (file.samples == "speech") level = kBursts[static_cast<std::size_t>(t / 0.7) % std::size(kBursts)];
-        const double tone = std::sin(2 * M_PI * 220 * t);
+        const double tone = std::sin(2 * std::numbers::pi * 220 * t);
         for (uint32_t c = 0; c < channels; ++c) {
             double value = level * tone;
-            if (file.samples == "wide" && c % 2 == 1) value = level * std::sin(2 * M_PI * 330 * t);
+            if (file.samples == "wide" && c % 2 == 1) value = level * std::sin(2 * std::numbers::pi * 330 * t);
             (*samples)[f * channels + c] = static_cast<float>(value);
         }
     }
