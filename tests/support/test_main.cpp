@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <string>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <process.h>
+#else
 #include <unistd.h>
 #endif
 
@@ -13,13 +15,18 @@
 #include <gtest/gtest.h>
 
 int main(int argc, char** argv) {
-#ifndef _WIN32
-    // Pipe names are machine-wide on Linux: without a namespace of its own,
-    // a test's pipe server would also hear the classifiers of the test
-    // programs and tools that run beside it. Children inherit it.
-    if (!std::getenv("QUORVANE_PIPE_NAMESPACE"))
-        setenv("QUORVANE_PIPE_NAMESPACE", ("qvtest-" + std::to_string(getpid())).c_str(), 1);
+    // Pipe names are machine-wide: without a namespace of its own, a test's
+    // pipe server would also hear the classifiers of the test programs and
+    // tools that run beside it. Children inherit it.
+    if (!std::getenv("QUORVANE_PIPE_NAMESPACE")) {
+#ifdef _WIN32
+        const std::string ns = "qvtest-" + std::to_string(_getpid());
+        _putenv_s("QUORVANE_PIPE_NAMESPACE", ns.c_str());
+#else
+        const std::string ns = "qvtest-" + std::to_string(getpid());
+        setenv("QUORVANE_PIPE_NAMESPACE", ns.c_str(), 1);
 #endif
+    }
     testing::InitGoogleMock(&argc, argv);
     int rc = RUN_ALL_TESTS();
     const auto* unit = testing::UnitTest::GetInstance();

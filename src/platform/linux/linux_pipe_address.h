@@ -8,13 +8,8 @@
 // name belongs to the network namespace, needs no file, and goes with the
 // process that holds it. A name without the prefix, or with nothing after
 // it, is no pipe name (ERROR_INVALID_NAME); one whose address does not fit a
-// sockaddr_un (107 bytes) gives ERROR_FILENAME_EXCED_RANGE.
-//
-// The names are machine-wide, so test programs that run side by side would
-// hear each other's classifiers. QUORVANE_PIPE_NAMESPACE=NS (up to 32
-// visible ASCII characters) puts every name of a process and its children
-// under "NS:": "@NS:\\.\pipe\Foo". The test main sets it for each test
-// program; the product leaves it unset.
+// sockaddr_un (107 bytes) gives ERROR_FILENAME_EXCED_RANGE. A pipe namespace
+// (platform/pipe_namespace.h) goes after the prefix.
 #pragma once
 
 #include <string>

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/pipe_namespace.h"
 #include "platform/win32/windows_api.h"
 
 #include <aclapi.h>
@@ -272,14 +273,14 @@ Win32Error CWin32PipeServer::Transfer(uint64_t generation, bool write, void* dat
 Win32Error CWin32Pipes::CreateFile(const std::wstring& name, CRefPtr<IPipeConnection>& connection) {
     connection = nullptr;
     HANDLE handle =
-        ::CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        ::CreateFileW(NamespacedPipeName(name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return ::GetLastError();
     connection = MakeRef<CWin32ClientConnection>(handle);
     return ERROR_SUCCESS;
 }
 
 Win32Error CWin32Pipes::WaitNamedPipe(const std::wstring& name, uint32_t timeoutMs) {
-    return ::WaitNamedPipeW(name.c_str(), timeoutMs) ? ERROR_SUCCESS : ::GetLastError();
+    return ::WaitNamedPipeW(NamespacedPipeName(name).c_str(), timeoutMs) ? ERROR_SUCCESS : ::GetLastError();
 }
 
 Win32Error CWin32Pipes::CreateNamedPipe(const std::wstring& name, const PipeServerOptions& options,
@@ -294,7 +295,7 @@ Win32Error CWin32Pipes::CreateNamedPipe(const std::wstring& name, const PipeServ
         PIPE_WAIT;
     CEveryoneSecurity everyone;
     SECURITY_ATTRIBUTES* security = options.everyoneMayConnect ? everyone.get() : nullptr;
-    HANDLE pipe = ::CreateNamedPipeW(name.c_str(), openMode, pipeMode, PIPE_UNLIMITED_INSTANCES,
+    HANDLE pipe = ::CreateNamedPipeW(NamespacedPipeName(name).c_str(), openMode, pipeMode, PIPE_UNLIMITED_INSTANCES,
                                      options.outBufferSize, options.inBufferSize, 0, security);
     if (pipe == INVALID_HANDLE_VALUE) return ::GetLastError();
     server = MakeRef<CWin32PipeServer>(pipe, closeEvent.release());
