@@ -96,27 +96,23 @@ std::chrono::milliseconds TestHost::AnswerDelay() const {
 }
 
 void TestHost::Listen() {
-    if (m_server || !m_pipes) return;
-    PipeServerOptions options;
-    options.messageMode = true;
-    options.firstInstance = true;
-    m_createError = m_pipes->CreateNamedPipe(Utf8ToWide(m_name), options, m_server);
-    if (m_createError != 0) {
-        m_server = nullptr;
-        return;
-    }
+    if (m_listener || !m_pipes) return;
+    auto listener = std::make_unique<host::CHostPipeListener>(m_pipes);
+    m_createError = listener->Listen(Utf8ToWide(m_name));
+    if (m_createError != 0) return;
+    m_listener = std::move(listener);
     m_thread = std::thread([this] { Serve(); });
 }
 
 void TestHost::Stop() {
-    if (m_server) m_server->Close();
+    if (m_listener) m_listener->Close();
     if (m_thread.joinable()) m_thread.join();
 }
 
 void TestHost::Serve() {
     for (;;) {
         CRefPtr<IPipeConnection> connection;
-        if (m_server->ConnectNamedPipe(connection) != 0 || !connection) return;
+        if (m_listener->Accept(connection) != 0 || !connection) return;
         {
             CRefPtr<CObservedHostConnection> observed = MakeRef<CObservedHostConnection>(connection, *this);
             std::string error;
@@ -138,8 +134,7 @@ void TestHost::Serve() {
                 }
             }
         }
-        connection = nullptr;
-        if (m_server->DisconnectNamedPipe() != 0) return;
+        m_listener->Done(connection);
     }
 }
 

@@ -12,11 +12,13 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "host_listener.h"
 #include "platform/ipc.h"
 
 namespace qv::test {
@@ -66,7 +68,7 @@ private:
 
     CRefPtr<IPipes> m_pipes;
     std::string m_name;
-    CRefPtr<IPipeServer> m_server;
+    std::unique_ptr<host::CHostPipeListener> m_listener;
     Win32Error m_createError = 0;
     std::thread m_thread;
 

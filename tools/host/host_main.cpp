@@ -17,6 +17,7 @@
 #include "child_process.h"
 #include "core/text.h"
 #include "host_frame.h"
+#include "host_listener.h"
 #include "platform/native.h"
 
 #ifdef _WIN32
@@ -242,10 +243,9 @@ int Run(int argc, char** argv) {
         }
     }
 
-    CRefPtr<IPipeServer> server;
-    PipeServerOptions pipeOptions;
-    Win32Error created = pipes->CreateNamedPipe(Utf8ToWide(options.pipe), pipeOptions, server);
-    if (created != 0 || !server) {
+    CHostPipeListener server(pipes);
+    Win32Error created = server.Listen(Utf8ToWide(options.pipe));
+    if (created != 0) {
         std::fprintf(stderr, "quorvane-host: cannot listen on %s (error %u); is another host running?\n",
                      options.pipe.c_str(), created);
         return 1;
@@ -258,11 +258,10 @@ int Run(int argc, char** argv) {
     std::thread listener([&] {
         for (;;) {
             CRefPtr<IPipeConnection> connection;
-            if (server->ConnectNamedPipe(connection) != 0 || !connection) return;
+            if (server.Accept(connection) != 0 || !connection) return;
             std::string frameError;
             std::optional<std::string> text = ReceiveHostFrame(*connection, frameError);
-            connection = nullptr;
-            server->DisconnectNamedPipe();
+            server.Done(connection);
             if (!text) {
                 std::fprintf(stderr, "[%s] dropped a message: %s\n", Stamp(start).c_str(), frameError.c_str());
                 continue;
@@ -297,7 +296,7 @@ int Run(int argc, char** argv) {
         std::string program = options.classifier.empty() ? FindClassifier(argv[0]) : options.classifier;
         if (program.empty()) {
             std::fprintf(stderr, "quorvane-host: ContentClassifier not found; give it with --classifier\n");
-            server->Close();
+            server.Close();
             listener.join();
             return 1;
         }
@@ -307,7 +306,7 @@ int Run(int argc, char** argv) {
         child = StartChildProcess(program, arguments, error);
         if (!child) {
             std::fprintf(stderr, "quorvane-host: %s\n", error.c_str());
-            server->Close();
+            server.Close();
             listener.join();
             return 1;
         }
@@ -344,7 +343,7 @@ int Run(int argc, char** argv) {
         int code = child->Stop(std::chrono::seconds(10));
         std::printf("[%s] the classifier stopped with exit code %d\n", Stamp(start).c_str(), code);
     }
-    server->Close();
+    server.Close();
     listener.join();
     SetPlatform(nullptr);
     return rc;
