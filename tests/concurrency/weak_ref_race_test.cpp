@@ -3,7 +3,6 @@
 // never an object on its way out.
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -30,6 +29,26 @@ private:
     std::atomic<bool>* m_dead;
 };
 
+// Two threads meeting at the start and end of each round. It spins rather
+// than sleeps, which keeps both sides close enough to race; std::barrier
+// sleeps, and under Wine its waits for mingw-w64 never wake.
+class TwoThreadStep {
+public:
+    void arrive_and_wait() {
+        const int round = m_round.load(std::memory_order_acquire);
+        if (m_arrived.fetch_add(1, std::memory_order_acq_rel) == 1) {
+            m_arrived.store(0, std::memory_order_relaxed);
+            m_round.fetch_add(1, std::memory_order_release);
+            return;
+        }
+        while (m_round.load(std::memory_order_acquire) == round) std::this_thread::yield();
+    }
+
+private:
+    std::atomic<int> m_arrived{0};
+    std::atomic<int> m_round{0};
+};
+
 // Busy for a while without giving up the processor, so that the waiting
 // side is still on it when the other side acts.
 void BusyFor(std::chrono::nanoseconds duration) {
@@ -43,7 +62,7 @@ TEST(WeakReferenceRace, LockRacingTheFinalReleaseGivesALiveObjectOrNull) {
     auto dead = std::make_unique<std::atomic<bool>[]>(kIterations);
     CRefPtr<Mortal> strong;
     CWeakRefPtr<Mortal> weak;
-    std::barrier<> step(2);
+    TwoThreadStep step;
     // How long the locker waits after the start of a round (the releaser when
     // negative): a little longer after a round that the lock won, shorter
     // after one that it lost, so that the two keep meeting however the
