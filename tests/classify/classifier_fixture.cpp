@@ -81,7 +81,7 @@ CRefPtr<CAudioSession> ClassifierTest::WaitForSession(const std::wstring& sessio
     return found;
 }
 
-void ClassifierTest::OpenFile(CAudioSession& session, const MediaFile& file) {
+void OpenFile(CAudioSession& session, const MediaFile& file) {
     session.IsVideo.set(file.isVideo);
     session.AudioStreamBasicInfo.set(file.info);
     session.SampleBuffer.set(file.samples);

@@ -45,6 +45,9 @@ struct MediaFile {
     bool isVideo = false;
 };
 
+// Sets on the model's session what the lister and the decoder would.
+void OpenFile(CAudioSession& session, const MediaFile& file);
+
 class ClassifierTest : public ModelTest {
 protected:
     // Releases the model while the host still listens (it hears the
@@ -61,7 +64,6 @@ protected:
     void SetState(const std::wstring& session, AudioSessionState state);
     // The model's object of the session once it is active with its process.
     CRefPtr<CAudioSession> WaitForSession(const std::wstring& session, const std::wstring& endpointId = kSpeakers);
-    void OpenFile(CAudioSession& session, const MediaFile& file);
     // A value of the speakers' store changes, as the audio engine writes it.
     void SetSpeakersValue(const PROPERTYKEY& key, uint32_t value);
 

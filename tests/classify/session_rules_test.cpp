@@ -34,6 +34,11 @@ protected:
         return session;
     }
 
+    // A file of 30 s at kRate and 16 bits, with its first seconds.
+    static void PlayFile(CAudioSession& session, uint32_t channels, Samples samples, const std::wstring& path) {
+        OpenFile(session, {path, MakeRef<CAudioStreamBasicInfo>(channels, kRate, 16, 30.0), std::move(samples)});
+    }
+
     static constexpr uint32_t kPid = 3100;
     std::wstring sessionId;
     CRefPtr<CAudioDeviceManager> devices;
@@ -99,9 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(SessionRulesTest, SpeechLikeSamplesMakeVoiceFromLocalAnalysis) {
     CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\vlc.exe");
     ASSERT_TRUE(session);
-    session->AudioStreamBasicInfo.set(MakeRef<CAudioStreamBasicInfo>(1, kRate, 16, 30.0));
-    session->SampleBuffer.set(SpeechLike(1, kRate, 4));
-    session->OpenedMediaFilePath.set(L"D:\\Talks\\lecture.mp4");
+    PlayFile(*session, 1, SpeechLike(1, kRate, 4), L"D:\\Talks\\lecture.mp4");
     const CClassification result = SessionResult(*session);
     EXPECT_EQ(result, (CClassification{CategoryVoice, 1.0f, 30}));
     EXPECT_EQ(result.Source, SourceLocalAnalysis);
@@ -113,9 +116,7 @@ TEST_F(SessionRulesTest, WideStereoIsRejectedAndTheExtensionSpeaks) {
     // and it carries the rejection.
     CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\Player.exe");
     ASSERT_TRUE(session);
-    session->AudioStreamBasicInfo.set(MakeRef<CAudioStreamBasicInfo>(2, kRate, 16, 30.0));
-    session->SampleBuffer.set(SpeechLike(2, kRate, 4, /*channelsAlike=*/false));
-    session->OpenedMediaFilePath.set(L"D:\\Films\\film.mp4");
+    PlayFile(*session, 2, SpeechLike(2, kRate, 4, /*channelsAlike=*/false), L"D:\\Films\\film.mp4");
     const CClassification result = SessionResult(*session);
     EXPECT_EQ(result, kMovieByExtension);
     EXPECT_TRUE(result.VoiceRejected);
@@ -124,9 +125,7 @@ TEST_F(SessionRulesTest, WideStereoIsRejectedAndTheExtensionSpeaks) {
 TEST_F(SessionRulesTest, ARejectionWithoutAnyResultIsNotPublished) {
     CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\notepad.exe");
     ASSERT_TRUE(session);
-    session->AudioStreamBasicInfo.set(MakeRef<CAudioStreamBasicInfo>(2, kRate, 16, 30.0));
-    session->SampleBuffer.set(Steady(2, kRate, 4));
-    session->OpenedMediaFilePath.set(L"D:\\Data\\recording.xyz");
+    PlayFile(*session, 2, Steady(2, kRate, 4), L"D:\\Data\\recording.xyz");
     const CClassification result = SessionResult(*session);
     EXPECT_EQ(result.Category, CategoryUndefined);
     EXPECT_FALSE(result.VoiceRejected);
@@ -135,9 +134,7 @@ TEST_F(SessionRulesTest, ARejectionWithoutAnyResultIsNotPublished) {
 TEST_F(SessionRulesTest, ASureNameRuleSkipsTheAnalysis) {
     CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\PowerDVD.exe");
     ASSERT_TRUE(session);
-    session->AudioStreamBasicInfo.set(MakeRef<CAudioStreamBasicInfo>(1, kRate, 16, 30.0));
-    session->SampleBuffer.set(SpeechLike(1, kRate, 4));
-    session->OpenedMediaFilePath.set(L"D:\\Talks\\lecture.mp4");
+    PlayFile(*session, 1, SpeechLike(1, kRate, 4), L"D:\\Talks\\lecture.mp4");
     EXPECT_EQ(SessionResult(*session), kSureMovie);
 }
 
@@ -160,9 +157,7 @@ TEST_F(SessionRulesTest, AnalysisNeedsAFileStreamFactsAndSamples) {
 TEST_F(SessionRulesTest, UnderFeatureModeOneTheAnalysisIsSkipped) {
     CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\vlc.exe", /*featureMode=*/1);
     ASSERT_TRUE(session);
-    session->AudioStreamBasicInfo.set(MakeRef<CAudioStreamBasicInfo>(2, kRate, 16, 30.0));
-    session->SampleBuffer.set(SpeechLike(2, kRate, 4, /*channelsAlike=*/false));
-    session->OpenedMediaFilePath.set(L"D:\\Films\\film.mp4");
+    PlayFile(*session, 2, SpeechLike(2, kRate, 4, /*channelsAlike=*/false), L"D:\\Films\\film.mp4");
     const CClassification result = SessionResult(*session);
     EXPECT_EQ(result, kMovieByExtension);
     EXPECT_FALSE(result.VoiceRejected) << "no analysis, so nothing was rejected";

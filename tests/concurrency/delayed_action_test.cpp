@@ -63,56 +63,35 @@ TEST_F(DelayedActionTest, SharedCancellationWakesEveryThreadSleepingOnIt) {
     EXPECT_EQ(runs.load(), 0);
 }
 
-TEST_F(DelayedActionTest, CancelWithATimeOutWaitsForTheRunningFunction) {
-    std::atomic<bool> started{false};
-    std::atomic<bool> cancelling{false};
-    std::atomic<bool> done{false};
-    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, [&](CRefPtr<CAsyncAction>) {
-        started = true;
-        test::WaitUntil([&] { return cancelling.load(); });
-        // Give a Cancel that does not wait the chance to return too early.
-        std::this_thread::sleep_for(50ms);
-        done = true;
-    });
+TEST_F(DelayedActionTest, CancelWithATimeOutOrWithoutLimitWaitsForTheRunningFunction) {
+    for (const int64_t limit : {int64_t{10000}, std::numeric_limits<int64_t>::max()}) {
+        SCOPED_TRACE(limit);
+        std::atomic<bool> started{false};
+        std::atomic<bool> cancelling{false};
+        std::atomic<bool> done{false};
+        CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, [&](CRefPtr<CAsyncAction>) {
+            started = true;
+            test::WaitUntil([&] { return cancelling.load(); });
+            // Give a Cancel that does not wait the chance to return too early.
+            std::this_thread::sleep_for(50ms);
+            done = true;
+        });
 
-    bool result = false;
-    bool doneWhenCancelReturned = false;
-    std::thread canceller([&] {
-        test::WaitUntil([&] { return started.load(); });
-        cancelling = true;
-        result = action->Cancel(10000);
-        doneWhenCancelReturned = done.load();
-    });
-    EXPECT_TRUE(main.RunUntil([&] { return action->Finished.load(); }));
-    canceller.join();
+        bool result = false;
+        bool doneWhenCancelReturned = false;
+        std::thread canceller([&] {
+            test::WaitUntil([&] { return started.load(); });
+            cancelling = true;
+            result = action->Cancel(limit);
+            doneWhenCancelReturned = done.load();
+        });
+        EXPECT_TRUE(main.RunUntil([&] { return action->Finished.load(); }));
+        canceller.join();
 
-    EXPECT_TRUE(result);
-    EXPECT_TRUE(doneWhenCancelReturned) << "Cancel returned while the function was still running";
-    EXPECT_TRUE(action->Ran.load()) << "a cancel after the start does not stop the function";
-}
-
-TEST_F(DelayedActionTest, CancelWithoutLimitWaitsForTheRunningFunction) {
-    std::atomic<bool> started{false};
-    std::atomic<bool> cancelling{false};
-    std::atomic<bool> done{false};
-    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, [&](CRefPtr<CAsyncAction>) {
-        started = true;
-        test::WaitUntil([&] { return cancelling.load(); });
-        std::this_thread::sleep_for(50ms);
-        done = true;
-    });
-    bool result = false;
-    bool doneWhenCancelReturned = false;
-    std::thread canceller([&] {
-        test::WaitUntil([&] { return started.load(); });
-        cancelling = true;
-        result = action->Cancel(std::numeric_limits<int64_t>::max());
-        doneWhenCancelReturned = done.load();
-    });
-    EXPECT_TRUE(main.RunUntil([&] { return action->Finished.load(); }));
-    canceller.join();
-    EXPECT_TRUE(result);
-    EXPECT_TRUE(doneWhenCancelReturned);
+        EXPECT_TRUE(result);
+        EXPECT_TRUE(doneWhenCancelReturned) << "Cancel returned while the function was still running";
+        EXPECT_TRUE(action->Ran.load()) << "a cancel after the start does not stop the function";
+    }
 }
 
 TEST_F(DelayedActionTest, CancelWithAShortTimeOutGivesFalseWhileTheFunctionRuns) {
