@@ -137,16 +137,6 @@ protected:
         return name;
     }
 
-    static bool MakeDefaultSink(const std::string& name) {
-        return WaitUntil(
-            [&] {
-                std::string current;
-                return SoundServer::Pactl({"set-default-sink", name}) &&
-                       SoundServer::Pactl({"get-default-sink"}, &current) && current == name + "\n";
-            },
-            10s);
-    }
-
     LoggedProcess& Start(const std::string& name, const std::vector<std::string>& argv,
                          const std::vector<std::string>& environment = {}) {
         m_processes.push_back(std::make_unique<LoggedProcess>(name, argv, m_folder, environment));
@@ -194,7 +184,7 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
     const std::string sink =
         LoadSink("preset", output,
                  "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
-    ASSERT_TRUE(MakeDefaultSink(sink)) << "the sink " << sink << " did not become the default";
+    ASSERT_TRUE(SoundServer::Get().MakeDefaultSink(sink)) << SoundServer::Get().Diagnostics();
 
     LoggedProcess& host = StartHost();
     // Nothing plays: as soon as it is up, the classifier falls back at once.

@@ -31,6 +31,15 @@ std::string ReadFile(const std::string& path) {
     return text.str();
 }
 
+std::string LastLines(const std::string& text, std::size_t count) {
+    std::size_t start = text.size();
+    for (std::size_t seen = 0; start > 0 && seen <= count;)
+        if (text[--start] == '\n') ++seen;
+    return start == 0 ? text : text.substr(start + 1);
+}
+
+constexpr const char* kDaemonLogs[] = {"pulseaudio", "pipewire", "wireplumber", "pipewire-pulse"};
+
 }  // namespace
 
 SoundServer& SoundServer::Get() { return *g_server; }
@@ -86,10 +95,7 @@ bool SoundServer::Start() {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    for (const char* log : {"/pulseaudio.log", "/pipewire.log", "/wireplumber.log", "/pipewire-pulse.log"}) {
-        std::string text = ReadFile(m_folder + log);
-        if (!text.empty()) std::fprintf(stderr, "---- %s\n%s\n", log, text.c_str());
-    }
+    std::fprintf(stderr, "%s\n", Diagnostics().c_str());
     Stop();
     return false;
 }
@@ -141,6 +147,38 @@ bool SoundServer::Pactl(const std::vector<std::string>& arguments, std::string* 
     std::vector<std::string> command{"pactl"};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return Run(command, output);
+}
+
+bool SoundServer::MakeDefaultSink(const std::string& name) const {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    auto nextRequest = std::chrono::steady_clock::now();
+    for (;;) {
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= nextRequest) {
+            Pactl({"set-default-sink", name});
+            nextRequest = now + std::chrono::seconds(1);
+        }
+        std::string current;
+        if (Pactl({"get-default-sink"}, &current) && current == name + "\n") return true;
+        if (now >= deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+std::string SoundServer::Diagnostics() const {
+    std::string report = "the " + m_server + " test server in " + m_folder + ":";
+    for (const char* daemon : kDaemonLogs) {
+        const std::string log = ReadFile(m_folder + "/" + daemon + ".log");
+        if (log.empty() && !std::filesystem::exists(m_folder + "/" + daemon + ".log")) continue;
+        const std::string pid = ReadFile(m_folder + "/" + daemon + ".pid");
+        const bool running = !pid.empty() && ::kill(std::atoi(pid.c_str()), 0) == 0;
+        report += "\n---- " + std::string(daemon) + (running ? " (running)" : " (not running)") + ", end of its log:\n" +
+                  LastLines(log, 30);
+    }
+    std::string current;
+    Pactl({"get-default-sink"}, &current);
+    report += "\n---- the default sink it reports: " + current;
+    return report;
 }
 
 }  // namespace qv::test

@@ -36,6 +36,15 @@ public:
     static bool Run(const std::vector<std::string>& command, std::string* output = nullptr);
     static bool Pactl(const std::vector<std::string>& arguments, std::string* output = nullptr);
 
+    // Makes the sink the server's default and waits until the server says
+    // so. PipeWire leaves the choice to its session manager, which may take
+    // its time or miss a change made while it was busy with another, so the
+    // request is repeated every second for up to 30 s.
+    bool MakeDefaultSink(const std::string& name) const;
+    // What a failure message should carry about the server: which daemons
+    // still run, the default it reports, and the end of each daemon's log.
+    std::string Diagnostics() const;
+
 private:
     std::string m_server;
     std::string m_folder;
