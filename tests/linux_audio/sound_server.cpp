@@ -172,8 +172,8 @@ std::string SoundServer::Diagnostics() const {
         if (log.empty() && !std::filesystem::exists(m_folder + "/" + daemon + ".log")) continue;
         const std::string pid = ReadFile(m_folder + "/" + daemon + ".pid");
         const bool running = !pid.empty() && ::kill(std::atoi(pid.c_str()), 0) == 0;
-        report += "\n---- " + std::string(daemon) + (running ? " (running)" : " (not running)") + ", end of its log:\n" +
-                  LastLines(log, 30);
+        report += "\n---- " + std::string(daemon) + (running ? " (running)" : " (not running)") +
+                  ", end of its log:\n" + LastLines(log, 30);
     }
     std::string current;
     Pactl({"get-default-sink"}, &current);
