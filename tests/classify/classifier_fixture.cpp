@@ -8,8 +8,8 @@
 namespace qv {
 
 void PrintTo(const CClassification& c, std::ostream* os) {
-    *os << "{Category " << c.Category << ", Confidence " << c.Confidence << ", Priority " << c.Priority
-        << ", Source " << c.Source << ", VoiceRejected " << (c.VoiceRejected ? "true" : "false") << "}";
+    *os << "{Category " << c.Category << ", Confidence " << c.Confidence << ", Priority " << c.Priority << ", Source "
+        << c.Source << ", VoiceRejected " << (c.VoiceRejected ? "true" : "false") << "}";
 }
 
 }  // namespace qv
@@ -17,6 +17,11 @@ void PrintTo(const CClassification& c, std::ostream* os) {
 namespace qv::test {
 
 void ClassifierTest::TearDown() {
+    // Pages leave the collection before they go: it holds raw pointers.
+    if (devices)
+        for (const CRefPtr<CWebPage>& page : m_pages)
+            devices->WebContentClassifier()->AudibleWebPages.Remove(page.get());
+    m_pages.clear();
     classifier = nullptr;
     devices = nullptr;
     h.RunPending();
@@ -36,10 +41,12 @@ void ClassifierTest::Start(const EndpointSettings& settings, const std::string& 
     ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyUi4(settings.hasAutoPreset)));
     ASSERT_TRUE(
         Audio().SetEndpointProperty(kSpeakers, PKEY_EnableAutoPreset, SimPropertyUi4(settings.enableAutoPreset)));
-    ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyUi4(settings.featureMode)));
-    if (settings.contentType)
-        ASSERT_TRUE(
-            Audio().SetEndpointProperty(kSpeakers, PKEY_AudioContentType_EFX, SimPropertyString(*settings.contentType)));
+    ASSERT_TRUE(
+        Audio().SetEndpointProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyUi4(settings.featureMode)));
+    if (settings.contentType) {
+        ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_AudioContentType_EFX,
+                                                SimPropertyString(*settings.contentType)));
+    }
     ASSERT_TRUE(Audio().WaitUntilDelivered());
 
     devices = StartDeviceManager({kSpeakers}, hostPipeName.empty() ? host.PipeName() : hostPipeName);
@@ -59,6 +66,24 @@ std::wstring ClassifierTest::Play(uint32_t pid, const std::wstring& endpointId) 
     std::wstring id = Audio().AddSession(endpointId, {.processId = pid, .state = AudioSessionStateActive});
     EXPECT_FALSE(id.empty());
     return id;
+}
+
+std::wstring ClassifierTest::PlayInBrowser() {
+    browser = StartApp(L"C:\\Program Files\\Google\\Chrome\\Application\\chrome.exe");
+    return Play(StartApp(L"C:\\Program Files\\Google\\Chrome\\Application\\chrome.exe", browser));
+}
+
+CRefPtr<CWebPage> ClassifierTest::AudiblePage(uint32_t browserPid, std::optional<CClassification> result) {
+    CRefPtr<CWebPage> page = MakeRef<CWebPage>(h.trace, h.dispatcher, h.log);
+    page->SourceProcessID.set(browserPid);
+    if (result) {
+        CRefPtr<CWebPageClassifier> pageClassifier = MakeRef<CWebPageClassifier>(h.trace, h.dispatcher, h.log);
+        pageClassifier->Classification.set(*result);
+        page->WebPageClassifier.set(pageClassifier);
+    }
+    devices->WebContentClassifier()->AudibleWebPages.Add(page.get());
+    m_pages.push_back(page);
+    return page;
 }
 
 void ClassifierTest::SetState(const std::wstring& session, AudioSessionState state) {
@@ -100,7 +125,9 @@ bool ClassifierTest::WaitForTrace(const std::wstring& text, std::size_t count, s
     return h.RunUntil([&] { return TraceCount(text) >= count; }, limit);
 }
 
-std::size_t ClassifierTest::FinalUpdates() const { return TraceCount(L"} CContentClassifier::UpdateFinalClassification("); }
+std::size_t ClassifierTest::FinalUpdates() const {
+    return TraceCount(L"} CContentClassifier::UpdateFinalClassification(");
+}
 
 bool ClassifierTest::WaitForFinalUpdate(std::size_t before, std::chrono::milliseconds limit) {
     return h.RunUntil([&] { return FinalUpdates() > before; }, limit);

@@ -17,6 +17,7 @@
 #include "classify/content_classifier.h"
 #include "support/model_fixture.h"
 #include "support/test_host.h"
+#include "web/web_content_classifier.h"
 
 namespace qv {
 // For the messages of failed expectations.
@@ -34,7 +35,7 @@ struct EndpointSettings {
     bool hasAutoPreset = true;
     bool enableAutoPreset = true;
     uint32_t featureMode = 0;
-    std::optional<std::wstring> contentType;
+    std::optional<std::wstring> contentType = std::nullopt;
 };
 
 // What the lister of open files and the decoder would tell a session.
@@ -66,6 +67,11 @@ protected:
     CRefPtr<CAudioSession> WaitForSession(const std::wstring& session, const std::wstring& endpointId = kSpeakers);
     // A value of the speakers' store changes, as the audio engine writes it.
     void SetSpeakersValue(const PROPERTYKEY& key, uint32_t value);
+    // A browser (its id in `browser`) and its audio child, whose session plays.
+    std::wstring PlayInBrowser();
+    // An audible page of a browser process, with a classifier of that result
+    // or none, as the native-host pipe would report it.
+    CRefPtr<CWebPage> AudiblePage(uint32_t browserPid, std::optional<CClassification> result);
 
     // Runs the main thread until the host has that many messages.
     bool WaitForHost(std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(10));
@@ -82,9 +88,11 @@ protected:
     TestHost host{h.platform->Pipes()};
     CRefPtr<CAudioDeviceManager> devices;
     CRefPtr<CContentClassifier> classifier;
+    uint32_t browser = 0;
 
 private:
     uint32_t m_nextPid = 4000;
+    std::vector<CRefPtr<CWebPage>> m_pages;
 };
 
 // The session's own classification, or the default value without a classifier.

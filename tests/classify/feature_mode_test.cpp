@@ -1,6 +1,8 @@
 // Feature mode 1: the endpoint runs its automatic preset whatever
 // EnableAutoPreset says, and the host hears only Voice episodes: "Voice" when
 // speech begins and, when it ends, the content type that the device had.
+#include <tuple>
+
 #include <gtest/gtest.h>
 
 #include "classifier_fixture.h"
@@ -18,50 +20,42 @@ protected:
     // Gives the render session.
     std::wstring StartCall() {
         const uint32_t zoom = StartApp(L"C:\\Users\\me\\AppData\\Roaming\\Zoom\\bin\\Zoom.exe");
-        m_callOut = Play(zoom, kSpeakers);
-        m_callIn = Play(zoom, kMicrophone);
-        return m_callOut;
+        m_call = {Play(zoom, kSpeakers), Play(zoom, kMicrophone)};
+        return m_call[0];
     }
     void EndCall() {
-        SetState(m_callIn, AudioSessionStateInactive);
-        SetState(m_callOut, AudioSessionStateInactive);
+        SetState(m_call[1], AudioSessionStateInactive);
+        SetState(m_call[0], AudioSessionStateInactive);
     }
 
 private:
-    std::wstring m_callOut;
-    std::wstring m_callIn;
+    std::vector<std::wstring> m_call;
 };
 
-struct EpisodeCase {
-    const wchar_t* contentType;
-    const char* heardAfterVoice;  // null: "Voice" stays
-    int32_t categoryAfterVoice;
-};
-
-void PrintTo(const EpisodeCase& c, std::ostream* os) {
-    for (const wchar_t* p = c.contentType; *p; ++p) *os << static_cast<char>(*p);
-}
+// The device's content type, and the word and category after the Voice
+// episode (no word: "Voice" stays).
+using EpisodeCase = std::tuple<const wchar_t*, const char*, int32_t>;
 
 class VoiceEpisodeTest : public FeatureModeOneTest, public ::testing::WithParamInterface<EpisodeCase> {};
 
 TEST_P(VoiceEpisodeTest, EndsWithTheDevicesOwnContentType) {
-    const EpisodeCase& c = GetParam();
+    const auto& [contentType, heardAfterVoice, categoryAfterVoice] = GetParam();
     // EnableAutoPreset off: under mode 1 the work runs all the same.
-    ASSERT_NO_FATAL_FAILURE(Start({.enableAutoPreset = false, .featureMode = 1, .contentType = c.contentType}));
+    ASSERT_NO_FATAL_FAILURE(Start({.enableAutoPreset = false, .featureMode = 1, .contentType = contentType}));
     StartCall();
     ASSERT_TRUE(WaitForHost(1));
     EXPECT_EQ(host.Words(), (std::vector<std::string>{"Voice"})) << "the fallback of the start is not told";
-    EXPECT_EQ(classifier->PreFinalClassification, CategoryFromName(c.contentType));
+    EXPECT_EQ(classifier->PreFinalClassification, CategoryFromName(contentType));
 
     // Two seconds of silence bring the fallback, which mode 1 turns into the
     // saved content type, or drops if there is none.
     const std::size_t fallbacks = TraceCount(L"Classification: AnyContent\n");
     EndCall();
     ASSERT_TRUE(h.RunUntil([&] { return TraceCount(L"Classification: AnyContent\n") > fallbacks; }, 10s));
-    if (c.heardAfterVoice) {
+    if (heardAfterVoice) {
         ASSERT_TRUE(WaitForHost(2));
-        EXPECT_EQ(host.Words(), (std::vector<std::string>{"Voice", c.heardAfterVoice}));
-        EXPECT_EQ(Final().Category, c.categoryAfterVoice);
+        EXPECT_EQ(host.Words(), (std::vector<std::string>{"Voice", heardAfterVoice}));
+        EXPECT_EQ(Final().Category, categoryAfterVoice);
         EXPECT_EQ(classifier->PreFinalClassification, CategoryUndefined) << "used once";
     } else {
         h.RunFor(200ms);
@@ -77,38 +71,32 @@ INSTANTIATE_TEST_SUITE_P(ContentTypes, VoiceEpisodeTest,
                                            // Not in the map, nor in another case.
                                            EpisodeCase{L"movie", nullptr, CategoryVoice}));
 
-TEST_F(FeatureModeOneTest, AMovieAloneNeverReachesTheHost) {
-    ASSERT_NO_FATAL_FAILURE(Start({.featureMode = 1, .contentType = L"Game"}));
-    // The start's fallback, then the player's Movie: both final updates run,
-    // neither changes anything.
-    ASSERT_TRUE(WaitForFinalUpdate(0));
-    const std::size_t before = FinalUpdates();
-    Play(StartApp(L"C:\\Program Files\\VideoLAN\\VLC\\vlc.exe"));
-    ASSERT_TRUE(WaitForFinalUpdate(before));
-    EXPECT_TRUE(h.Traced(L"Classification: Movie\n"));
-    EXPECT_EQ(host.Count(), 0u);
-    EXPECT_EQ(Final().Category, CategoryUndefined);
-}
-
-TEST_F(FeatureModeOneTest, TheNetworkIsNotAskedAndNoSamplesAreAnalysed) {
+TEST_F(FeatureModeOneTest, AMovieNeverReachesTheHostAndNeitherNetworkNorSamplesAreAsked) {
     // A plug-in that would make Music of everything it is asked about.
     PluginBeside plugin(*h.platform);
     ASSERT_TRUE(plugin.Place(L"zkaicc64_double_music"));
     ASSERT_TRUE(plugin.Load());
-    ASSERT_NO_FATAL_FAILURE(Start({.featureMode = 1, .contentType = L"Movie"}));
+    ASSERT_NO_FATAL_FAILURE(Start({.featureMode = 1, .contentType = L"Game"}));
+    // The start's fallback, then the player's Movie: both final updates run,
+    // neither changes anything.
+    ASSERT_TRUE(WaitForFinalUpdate(0));
+    std::size_t before = FinalUpdates();
     CRefPtr<CAudioSession> session = WaitForSession(Play(StartApp(L"C:\\Program Files\\VideoLAN\\VLC\\vlc.exe")));
     ASSERT_TRUE(session);
+    ASSERT_TRUE(WaitForFinalUpdate(before));
+    EXPECT_TRUE(h.Traced(L"Classification: Movie\n"));
+
     MediaFile file = StreamFacts(2, 8000, 16, 60.0, L"D:\\Films\\film.mp4");
     file.samples = SpeechLike(2, 8000, 4, /*channelsAlike=*/false);
+    before = FinalUpdates();
     OpenFile(*session, file);
     EXPECT_EQ(SessionResult(*session), (CClassification{CategoryMovie, 0.8f, 10}));
     EXPECT_FALSE(SessionResult(*session).VoiceRejected) << "wide stereo, but not analysed";
-
-    const std::size_t before = FinalUpdates();
     ASSERT_TRUE(WaitForFinalUpdate(before));
     EXPECT_FALSE(h.log->NetworkInput.has) << "the network was not asked";
     EXPECT_FALSE(h.Traced(L"New FinalClassification: AnyContent"));
     EXPECT_EQ(host.Count(), 0u);
+    EXPECT_EQ(Final().Category, CategoryUndefined);
 }
 
 TEST_F(FeatureModeOneTest, AnotherModeShutsTheGate) {

@@ -1,7 +1,6 @@
 // The meta log as its outside viewer receives it: a real server on the meta
 // log pipe's own name, through the machine's pipes, checks each connection's
-// frame (4 bytes of length, then UTF-16LE text with its null), and what a
-// flush sends in which order.
+// frame, and what a flush sends in which order.
 #include <chrono>
 #include <string>
 #include <thread>
@@ -12,101 +11,47 @@
 #include "classify/classification.h"
 #include "classify/content_classifier_log.h"
 #include "core/text.h"
+#include "meta_log_frames.h"
 #include "platform/codes.h"
 #include "support/main_thread_harness.h"
-#include "support/pipe_test_server.h"
 
 namespace qv {
 namespace {
 
+using test::MetaLogLines;
 using test::PipeTestServer;
-
-// One connection's line, with the frame checked on the way.
-struct Frame {
-    uint32_t length = 0;
-    std::vector<uint8_t> payload;
-    std::wstring text;
-};
-
-::testing::AssertionResult DecodeFrame(const PipeTestServer::Connection& connection, Frame& frame) {
-    if (connection.size() != 2)
-        return ::testing::AssertionFailure() << "a line is two writes, got " << connection.size();
-    if (connection[0].size() != 4)
-        return ::testing::AssertionFailure() << "length field of " << connection[0].size() << " bytes";
-    const auto& l = connection[0];
-    frame.length = l[0] | (l[1] << 8) | (l[2] << 16) | (uint32_t{l[3]} << 24);
-    frame.payload = connection[1];
-    if (frame.payload.size() != frame.length)
-        return ::testing::AssertionFailure() << "length says " << frame.length << ", text has " << frame.payload.size();
-    if (frame.length < 2 || frame.length % 2 != 0 || frame.payload[frame.length - 1] != 0 ||
-        frame.payload[frame.length - 2] != 0)
-        return ::testing::AssertionFailure() << "text does not end in a UTF-16 null";
-    frame.text = Utf16LeToWide(frame.payload.data(), frame.length - 2);
-    return ::testing::AssertionSuccess();
-}
 
 class MetaLogWireTest : public ::testing::Test {
 protected:
     void SetUp() override { pipes = harness.platform->Pipes(); }
-
-    // The lines of the connections so far.
-    std::vector<std::wstring> Lines(const PipeTestServer& server) {
-        std::vector<std::wstring> lines;
-        for (const auto& connection : server.Connections()) {
-            Frame frame;
-            EXPECT_TRUE(DecodeFrame(connection, frame));
-            lines.push_back(frame.text);
-        }
-        return lines;
-    }
 
     test::MainThreadHarness harness{false};
     CRefPtr<CContentClassifierLog>& log = harness.log;
     CRefPtr<IPipes> pipes;
 };
 
-TEST_F(MetaLogWireTest, EachLineIsOneConnectionOfLengthThenUtf16TextWithItsNull) {
-    PipeTestServer server(pipes, CContentClassifierLog::kPipeName);
-    ASSERT_EQ(server.CreateError(), 0u);
-    log->WriteLine(L"A\n");
-    log->WriteLine(L"Url: %s\n", std::wstring(L"https://example.com/\u00e4"));
-    log->WriteLine(L"100% sure\n");
-    ASSERT_TRUE(server.WaitForConnections(3));
-
-    auto connections = server.Connections();
-    ASSERT_EQ(connections.size(), 3u);
-    EXPECT_EQ(connections[0][0], (std::vector<uint8_t>{6, 0, 0, 0}));
-    EXPECT_EQ(connections[0][1], (std::vector<uint8_t>{'A', 0, '\n', 0, 0, 0}));
-    EXPECT_EQ(Lines(server), (std::vector<std::wstring>{L"A\n", L"Url: https://example.com/\u00e4\n", L"100% sure\n"}));
-}
-
-TEST_F(MetaLogWireTest, CharacterOutsideTheBmpTravelsAsASurrogatePair) {
+TEST_F(MetaLogWireTest, EachLineIsOneConnectionOfLengthThenUtf16TextCutAt4095Characters) {
     PipeTestServer server(pipes, CContentClassifierLog::kPipeName);
     ASSERT_EQ(server.CreateError(), 0u);
     const std::wstring app = Utf8ToWide("\xF0\x9F\x8E\xAC Player.exe");  // U+1F3AC
+    log->WriteLine(L"A\n");
+    log->WriteLine(L"100% sure\n");
     log->WriteLine(L"App: %s (Voice)\n", app);
-    ASSERT_TRUE(server.WaitForConnections(1));
-
-    Frame frame;
-    ASSERT_TRUE(DecodeFrame(server.Connections()[0], frame));
-    EXPECT_EQ(frame.text, L"App: " + app + L" (Voice)\n");
-    // "App: " is 5 units; then the pair D83C DF AC; 19 more characters and the null.
-    ASSERT_GE(frame.payload.size(), 14u);
-    EXPECT_EQ(std::vector<uint8_t>(frame.payload.begin() + 10, frame.payload.begin() + 14),
-              (std::vector<uint8_t>{0x3C, 0xD8, 0xAC, 0xDF}));
-    EXPECT_EQ(frame.length, (5 + 2 + 11 + 9) * 2u + 2u);
-}
-
-TEST_F(MetaLogWireTest, LineLongerThan4095CharactersIsCutThere) {
-    PipeTestServer server(pipes, CContentClassifierLog::kPipeName);
-    ASSERT_EQ(server.CreateError(), 0u);
     log->WriteLine(L"Media file: %s\n", std::wstring(5000, L'x'));
-    ASSERT_TRUE(server.WaitForConnections(1));
+    ASSERT_TRUE(server.WaitForConnections(4));
 
-    Frame frame;
-    ASSERT_TRUE(DecodeFrame(server.Connections()[0], frame));
-    EXPECT_EQ(frame.length, 4095u * 2 + 2);
-    EXPECT_EQ(frame.text, L"Media file: " + std::wstring(4095 - 12, L'x'));
+    EXPECT_EQ(MetaLogLines(server), (std::vector<std::wstring>{L"A\n", L"100% sure\n", L"App: " + app + L" (Voice)\n",
+                                                               L"Media file: " + std::wstring(4095 - 12, L'x')}));
+    const auto connections = server.Connections();
+    ASSERT_EQ(connections.size(), 4u);
+    ASSERT_EQ(connections[0].size(), 2u);
+    EXPECT_EQ(connections[0][0], (std::vector<uint8_t>{6, 0, 0, 0}));
+    EXPECT_EQ(connections[0][1], (std::vector<uint8_t>{'A', 0, '\n', 0, 0, 0}));
+    // Outside the BMP: a surrogate pair after the 5 units of "App: ".
+    ASSERT_EQ(connections[2].size(), 2u);
+    ASSERT_GE(connections[2][1].size(), 14u);
+    EXPECT_EQ(std::vector<uint8_t>(connections[2][1].begin() + 10, connections[2][1].begin() + 14),
+              (std::vector<uint8_t>{0x3C, 0xD8, 0xAC, 0xDF}));
 }
 
 TEST_F(MetaLogWireTest, BusyServerIsWaitedForAndTheLineStillArrives) {
@@ -133,7 +78,7 @@ TEST_F(MetaLogWireTest, BusyServerIsWaitedForAndTheLineStillArrives) {
     log->WriteLine(L"after the wait\n");
     lateServer.join();
     ASSERT_TRUE(server.WaitForConnections(2));
-    EXPECT_EQ(Lines(server), (std::vector<std::wstring>{L"B", L"after the wait\n"}));
+    EXPECT_EQ(MetaLogLines(server), (std::vector<std::wstring>{L"B", L"after the wait\n"}));
 }
 
 TEST_F(MetaLogWireTest, WithoutServerEveryLineReturnsAndTheRecordsCountAsWritten) {
@@ -170,7 +115,7 @@ TEST_F(MetaLogWireTest, FlushSendsEveryRecordThatHasSomethingInOrderThenTheMode)
         L"MODE: ____________ Movie ____________\n",
     };
     ASSERT_TRUE(server.WaitForConnections(all.size()));
-    EXPECT_EQ(Lines(server), all);
+    EXPECT_EQ(MetaLogLines(server), all);
 }
 
 TEST_F(MetaLogWireTest, OnlyNewsStartsAFlushAndThenAllThatIsKnownGoesOut) {
@@ -191,12 +136,12 @@ TEST_F(MetaLogWireTest, OnlyNewsStartsAFlushAndThenAllThatIsKnownGoesOut) {
     // Lines go out one after the other, so a stray line of the flush
     // without news would stand third.
     ASSERT_TRUE(server.WaitForConnections(4));
-    EXPECT_EQ(Lines(server), (std::vector<std::wstring>{
-                                 L"Media file: C:\\film.mkv\n",
-                                 L"MODE: ____________ Movie ____________\n",
-                                 L"Url: https://example.com/\n",
-                                 L"MODE: ____________ Music ____________\n",
-                             }));
+    EXPECT_EQ(MetaLogLines(server), (std::vector<std::wstring>{
+                                        L"Media file: C:\\film.mkv\n",
+                                        L"MODE: ____________ Movie ____________\n",
+                                        L"Url: https://example.com/\n",
+                                        L"MODE: ____________ Music ____________\n",
+                                    }));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 // real library beside the simulated executable: the reference rule or a
 // double with a fixed answer.
 #include <cmath>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -34,93 +35,90 @@ protected:
     PluginBeside plugin{*h.platform};
 };
 
-TEST_F(NetworkPluginTest, AnUnsureResultWithoutStreamFactsIsDropped) {
+TEST_F(NetworkPluginTest, AnUnsureResultWithoutStreamFactsIsDroppedAndOfEqualOnesTheEarlierIsAsked) {
     ASSERT_NO_FATAL_FAILURE(UsePlugin(L"zkaicc64_double_movie"));
     ASSERT_NO_FATAL_FAILURE(Start());
     ASSERT_TRUE(WaitForHost(1));
     const std::size_t before = FinalUpdates();
     // A player whose file is not known yet: the network has nothing to be
     // asked about, and the old final classification stays.
-    Play(StartApp(kVlc));
+    CRefPtr<CAudioSession> first = WaitForSession(Play(StartApp(kVlc)));
+    ASSERT_TRUE(first);
     ASSERT_TRUE(WaitForFinalUpdate(before));
     EXPECT_TRUE(h.Traced(L"Calculated classification: Movie\n"));
     EXPECT_EQ(host.Words(), (std::vector<std::string>{"AnyContent"}));
     EXPECT_EQ(Final().Category, CategoryNone);
     EXPECT_FALSE(h.log->NetworkInput.has);
+
+    // A second player of the same rule; the two are told apart by the
+    // durations of their files.
+    CRefPtr<CAudioSession> second = WaitForSession(Play(StartApp(kVlc)));
+    ASSERT_TRUE(second);
+    ASSERT_EQ(classifier->AudioSessionManager.value()->activeAudioSessions[0], first);
+    OpenFile(*second, StreamFacts(2, 48000, 16, 222.0));
+    OpenFile(*first, StreamFacts(2, 48000, 16, 111.0));
+    ASSERT_EQ(SessionResult(*first), SessionResult(*second));
+    ASSERT_TRUE(WaitForHost(2));
+    EXPECT_EQ(host.Words().back(), "Movie");
+    EXPECT_EQ(h.log->NetworkInput.fields.duration, 111.0);
 }
 
-struct AnswerCase {
-    const wchar_t* plugin;
-    const wchar_t* player;
-    const char* heard;
-    int32_t category;
-    const wchar_t* label;
-};
-
-void PrintTo(const AnswerCase& c, std::ostream* os) {
-    for (const wchar_t* p = c.plugin; *p; ++p) *os << static_cast<char>(*p);
-}
+// The plug-in, the player, the word heard, its category, the network's label.
+using AnswerCase = std::tuple<const wchar_t*, const wchar_t*, const char*, int32_t, const wchar_t*>;
 
 class NetworkAnswerTest : public NetworkPluginTest, public ::testing::WithParamInterface<AnswerCase> {};
 
 TEST_P(NetworkAnswerTest, WithStreamFactsTheNetworkDecides) {
-    const AnswerCase& c = GetParam();
-    ASSERT_NO_FATAL_FAILURE(UsePlugin(c.plugin));
+    const auto& [library, player, heard, category, label] = GetParam();
+    ASSERT_NO_FATAL_FAILURE(UsePlugin(library));
     ASSERT_NO_FATAL_FAILURE(Start());
     ASSERT_TRUE(WaitForHost(1));
-    CRefPtr<CAudioSession> session = WaitForSession(Play(StartApp(c.player)));
+    CRefPtr<CAudioSession> session = WaitForSession(Play(StartApp(player)));
     ASSERT_TRUE(session);
     OpenFile(*session, StreamFacts(2, 48000, 16, 200.0));
     ASSERT_TRUE(WaitForHost(2));
-    EXPECT_EQ(host.Words().back(), c.heard);
-    EXPECT_EQ(Final().Category, c.category);
+    EXPECT_EQ(host.Words().back(), heard);
+    EXPECT_EQ(Final().Category, category);
     EXPECT_EQ(Final().Confidence, 1.0f) << "the network's word is sure";
     EXPECT_EQ(Final().Source, SourceSessionRules) << "the source is the winner's";
     ASSERT_TRUE(h.log->NetworkOutput.has);
-    EXPECT_EQ(h.log->NetworkOutput.fields.label, c.label);
+    EXPECT_EQ(h.log->NetworkOutput.fields.label, label);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Doubles, NetworkAnswerTest,
-    ::testing::Values(
-        // Music by name, movie by the network.
-        AnswerCase{L"zkaicc64_double_movie", kWmplayer, "Movie", CategoryMovie, L"Movie"},
-        // 0.5, 0.5, 0.1: the tie goes to the later index, music.
-        AnswerCase{L"zkaicc64_double_music", kVlc, "AnyContent", CategoryMusic, L"Music"},
-        // 0.2 three times: voice, the last index.
-        AnswerCase{L"zkaicc64_double_voice", kVlc, "Voice", CategoryVoice, L"Voice"},
-        // NaN first: no comparison with it holds, so it stays in the lead.
-        AnswerCase{L"zkaicc64_double_nan", kWmplayer, "Movie", CategoryMovie, L"Movie"}));
+INSTANTIATE_TEST_SUITE_P(Doubles, NetworkAnswerTest,
+                         ::testing::Values(
+                             // Music by name, movie by the network.
+                             AnswerCase{L"zkaicc64_double_movie", kWmplayer, "Movie", CategoryMovie, L"Movie"},
+                             // 0.5, 0.5, 0.1: the tie goes to the later index, music.
+                             AnswerCase{L"zkaicc64_double_music", kVlc, "AnyContent", CategoryMusic, L"Music"},
+                             // 0.2 three times: voice, the last index.
+                             AnswerCase{L"zkaicc64_double_voice", kVlc, "Voice", CategoryVoice, L"Voice"},
+                             // NaN first: no comparison with it holds, so it stays in the lead.
+                             AnswerCase{L"zkaicc64_double_nan", kWmplayer, "Movie", CategoryMovie, L"Movie"}));
 
-struct ReferenceCase {
-    uint32_t channels, rate, bits;
-    double seconds;
-    bool video;
-    const char* heard;
-};
-
-void PrintTo(const ReferenceCase& c, std::ostream* os) { *os << c.channels << "ch " << c.rate << "Hz"; }
+// Channels, rate, bits, seconds, video, and the word heard.
+using ReferenceCase = std::tuple<uint32_t, uint32_t, uint32_t, double, bool, const char*>;
 
 class ReferencePluginTest : public NetworkPluginTest, public ::testing::WithParamInterface<ReferenceCase> {};
 
 // The reference rule gives voice points for a rate of 16 kHz or less and
 // music points for 44.1 kHz or more: only a rate in kilohertz reaches them.
 TEST_P(ReferencePluginTest, TheStreamReachesThePluginInItsUnits) {
-    const ReferenceCase& c = GetParam();
+    const auto& [channels, rate, bits, seconds, video, heard] = GetParam();
     ASSERT_NO_FATAL_FAILURE(UsePlugin(L"ZKAICC64"));
     ASSERT_NO_FATAL_FAILURE(Start());
     ASSERT_TRUE(WaitForHost(1));
     CRefPtr<CAudioSession> session = WaitForSession(Play(StartApp(kVlc)));
     ASSERT_TRUE(session);
-    OpenFile(*session, StreamFacts(c.channels, c.rate, c.bits, c.seconds, {}, c.video));
+    OpenFile(*session, StreamFacts(channels, rate, bits, seconds, {}, video));
     ASSERT_TRUE(WaitForHost(2));
-    EXPECT_EQ(host.Words().back(), c.heard);
+    EXPECT_EQ(host.Words().back(), heard);
     const NetworkInputFields& input = h.log->NetworkInput.fields;
-    EXPECT_EQ(input.sampleRate, c.rate / 1000.0);
-    EXPECT_EQ(input.duration, c.seconds);
-    EXPECT_EQ(input.video, c.video ? 1 : 0);
-    EXPECT_EQ(input.bitResolution, static_cast<int32_t>(c.bits));
-    EXPECT_EQ(input.channelCount, static_cast<int32_t>(c.channels));
+    EXPECT_EQ(input.sampleRate, rate / 1000.0);
+    EXPECT_EQ(input.duration, seconds);
+    EXPECT_EQ(input.video, video ? 1 : 0);
+    EXPECT_EQ(input.bitResolution, static_cast<int32_t>(bits));
+    EXPECT_EQ(input.channelCount, static_cast<int32_t>(channels));
 }
 
 INSTANTIATE_TEST_SUITE_P(Streams, ReferencePluginTest,
@@ -128,18 +126,11 @@ INSTANTIATE_TEST_SUITE_P(Streams, ReferencePluginTest,
                                            ReferenceCase{2, 44100, 16, 100.0, false, "AnyContent"},
                                            ReferenceCase{6, 48000, 24, 5400.5, true, "Movie"}));
 
-struct RejectionCase {
-    bool wideSamples;
-    const char* heard;
-    int32_t category;
-};
-
-void PrintTo(const RejectionCase& c, std::ostream* os) { *os << (c.wideSamples ? "rejected" : "not analysed"); }
-
-class RejectedVoiceTest : public NetworkPluginTest, public ::testing::WithParamInterface<RejectionCase> {};
+// With wide samples, which the analysis refuses as speech, or none.
+class RejectedVoiceTest : public NetworkPluginTest, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(RejectedVoiceTest, TheNetworkCannotCallVoiceWhatTheSamplesRefused) {
-    const RejectionCase& c = GetParam();
+    const bool wideSamples = GetParam();
     ASSERT_NO_FATAL_FAILURE(UsePlugin(L"zkaicc64_double_voice"));
     // The session is ready before the work starts, so the host's first
     // message is about it.
@@ -149,43 +140,40 @@ TEST_P(RejectedVoiceTest, TheNetworkCannotCallVoiceWhatTheSamplesRefused) {
     CRefPtr<CAudioSession> session = WaitForSession(Play(StartApp(kPlayer)));
     ASSERT_TRUE(session);
     MediaFile file = StreamFacts(2, 8000, 16, 60.0, L"D:\\Clips\\talk.mp4");
-    if (c.wideSamples) file.samples = SpeechLike(2, 8000, 4, /*channelsAlike=*/false);
+    if (wideSamples) file.samples = SpeechLike(2, 8000, 4, /*channelsAlike=*/false);
     OpenFile(*session, file);
     ASSERT_EQ(SessionResult(*session), (CClassification{CategoryMovie, 0.8f, 10}));
-    ASSERT_EQ(SessionResult(*session).VoiceRejected, c.wideSamples);
+    ASSERT_EQ(SessionResult(*session).VoiceRejected, wideSamples);
 
     SetSpeakersValue(PKEY_EnableAutoPreset, 1);
     ASSERT_TRUE(WaitForHost(1));
-    EXPECT_EQ(host.Words(), (std::vector<std::string>{c.heard}));
-    EXPECT_EQ(Final().Category, c.category);
+    EXPECT_EQ(host.Words(), (std::vector<std::string>{wideSamples ? "AnyContent" : "Voice"}));
+    EXPECT_EQ(Final().Category, wideSamples ? CategoryNone : CategoryVoice);
     EXPECT_TRUE(h.log->NetworkInput.has) << "the network was asked";
     // Its answer is not recorded where it was overruled.
-    EXPECT_EQ(h.log->NetworkOutput.has, !c.wideSamples);
+    EXPECT_EQ(h.log->NetworkOutput.has, !wideSamples);
 }
 
-INSTANTIATE_TEST_SUITE_P(Samples, RejectedVoiceTest,
-                         ::testing::Values(RejectionCase{true, "AnyContent", CategoryNone},
-                                           RejectionCase{false, "Voice", CategoryVoice}));
+INSTANTIATE_TEST_SUITE_P(Samples, RejectedVoiceTest, ::testing::Bool());
 
 enum class Override { None, On, Off, OnBehindALink };
 
-struct OverrideCase {
-    Override registry;
-    std::vector<std::string> heard;
-    int32_t category;
-};
-
-void PrintTo(const OverrideCase& c, std::ostream* os) { *os << static_cast<int>(c.registry); }
+// The registry's override, the words heard, the final category.
+using OverrideCase = std::tuple<Override, std::vector<std::string>, int32_t>;
 
 class NetworkOnlyOverrideTest : public NetworkPluginTest, public ::testing::WithParamInterface<OverrideCase> {};
 
 TEST_P(NetworkOnlyOverrideTest, LetsTheNetworkOverruleASureResult) {
-    const OverrideCase& c = GetParam();
+    const auto& [registryOverride, heard, category] = GetParam();
     CSimRegistry& registry = *h.platform->SimRegistry;
-    switch (c.registry) {
+    switch (registryOverride) {
         case Override::None: break;
-        case Override::On: registry.SetDword(RegistryRoot::LocalMachine, L"Software\\Quorvane", L"AICCNNOnly", 1); break;
-        case Override::Off: registry.SetDword(RegistryRoot::LocalMachine, L"Software\\Quorvane", L"AICCNNOnly", 0); break;
+        case Override::On:
+            registry.SetDword(RegistryRoot::LocalMachine, L"Software\\Quorvane", L"AICCNNOnly", 1);
+            break;
+        case Override::Off:
+            registry.SetDword(RegistryRoot::LocalMachine, L"Software\\Quorvane", L"AICCNNOnly", 0);
+            break;
         case Override::OnBehindALink:
             registry.SetDword(RegistryRoot::LocalMachine, L"Software\\Elsewhere", L"AICCNNOnly", 1);
             registry.MakeLink(RegistryRoot::LocalMachine, L"Software\\Quorvane", RegistryRoot::LocalMachine,
@@ -201,35 +189,17 @@ TEST_P(NetworkOnlyOverrideTest, LetsTheNetworkOverruleASureResult) {
     CRefPtr<CAudioSession> session = WaitForSession(Play(StartApp(kPowerDvd)));
     ASSERT_TRUE(session);
     OpenFile(*session, StreamFacts(2, 48000, 16, 200.0));
-    ASSERT_TRUE(WaitForHost(c.heard.size()));
-    EXPECT_EQ(host.Words(), c.heard);
-    EXPECT_EQ(Final().Category, c.category);
+    ASSERT_TRUE(WaitForHost(heard.size()));
+    EXPECT_EQ(host.Words(), heard);
+    EXPECT_EQ(Final().Category, category);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Registry, NetworkOnlyOverrideTest,
-    ::testing::Values(OverrideCase{Override::None, {"AnyContent", "Movie"}, CategoryMovie},
-                      OverrideCase{Override::On, {"AnyContent"}, CategoryMusic},
-                      OverrideCase{Override::Off, {"AnyContent", "Movie"}, CategoryMovie},
-                      OverrideCase{Override::OnBehindALink, {"AnyContent", "Movie"}, CategoryMovie}));
-
-TEST_F(NetworkPluginTest, OfTwoEqualResultsTheEarlierSessionIsAskedAbout) {
-    ASSERT_NO_FATAL_FAILURE(UsePlugin(L"zkaicc64_double_movie"));
-    ASSERT_NO_FATAL_FAILURE(Start({.enableAutoPreset = false}));
-    // Two players of the same rule, told apart by their files' durations.
-    CRefPtr<CAudioSession> first = WaitForSession(Play(StartApp(kVlc)));
-    CRefPtr<CAudioSession> second = WaitForSession(Play(StartApp(kVlc)));
-    ASSERT_TRUE(first && second);
-    ASSERT_EQ(classifier->AudioSessionManager.value()->activeAudioSessions[0], first);
-    OpenFile(*second, StreamFacts(2, 48000, 16, 222.0));
-    OpenFile(*first, StreamFacts(2, 48000, 16, 111.0));
-    ASSERT_EQ(SessionResult(*first), SessionResult(*second));
-
-    SetSpeakersValue(PKEY_EnableAutoPreset, 1);
-    ASSERT_TRUE(WaitForHost(1));
-    EXPECT_EQ(host.Words(), (std::vector<std::string>{"Movie"}));
-    EXPECT_EQ(h.log->NetworkInput.fields.duration, 111.0);
-}
+INSTANTIATE_TEST_SUITE_P(Registry, NetworkOnlyOverrideTest,
+                         ::testing::Values(OverrideCase{Override::None, {"AnyContent", "Movie"}, CategoryMovie},
+                                           OverrideCase{Override::On, {"AnyContent"}, CategoryMusic},
+                                           OverrideCase{Override::Off, {"AnyContent", "Movie"}, CategoryMovie},
+                                           OverrideCase{
+                                               Override::OnBehindALink, {"AnyContent", "Movie"}, CategoryMovie}));
 
 }  // namespace
 }  // namespace qv::test

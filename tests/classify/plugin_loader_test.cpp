@@ -3,11 +3,11 @@
 // answer's largest score is found.
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "classify/content_discrimination.h"
-#include "core/text.h"
 #include "platform/codes.h"
 #include "plugin_beside.h"
 #include "support/main_thread_harness.h"
@@ -43,33 +43,29 @@ private:
     int (*m_counter)(const char*) = nullptr;
 };
 
-TEST_F(PluginLoaderTest, AMissingLibraryIsReportedWithItsCode) {
+TEST_F(PluginLoaderTest, ALibraryNotBesideTheExecutableOrNoLibraryIsReportedWithItsCode) {
+    // Without a callback the failure is silent; unloading what never loaded
+    // does nothing.
+    EXPECT_FALSE(LoadContentDiscrimination({}));
+    UnloadContentDiscrimination();
     EXPECT_FALSE(plugin.Load());
     EXPECT_EQ(plugin.messages, (Messages{{L"Failed to load ZKAICC64.dll with error code 126\n", 126}}));
     EXPECT_FALSE(ContentDiscriminationLoaded());
-}
 
-TEST_F(PluginLoaderTest, OnlyTheExecutablesOwnFolderIsSearched) {
-    // The plug-in one folder down is not beside the executable.
+    // One folder down is not beside it either.
     const std::filesystem::path below = plugin.Folder() / "plugins";
     std::filesystem::create_directories(below);
     ASSERT_TRUE(plugin.Place(L"zkaicc64_double_movie"));
     std::filesystem::rename(plugin.PluginPath(), below / plugin.PluginPath().filename());
     EXPECT_FALSE(plugin.Load());
-    ASSERT_EQ(plugin.messages.size(), 1u);
-    EXPECT_EQ(plugin.messages[0].second, 126u);
-}
+    ASSERT_EQ(plugin.messages.size(), 2u);
+    EXPECT_EQ(plugin.messages[1].second, 126u);
 
-TEST_F(PluginLoaderTest, WithoutACallbackAFailureIsSilent) {
-    EXPECT_FALSE(LoadContentDiscrimination({}));
-    EXPECT_FALSE(ContentDiscriminationLoaded());
-}
-
-TEST_F(PluginLoaderTest, AFileThatIsNoLibraryIsRefused) {
+    // A file of the name that is no library is refused with its own code.
     ASSERT_TRUE(plugin.PlaceGarbage());
     EXPECT_FALSE(plugin.Load());
-    ASSERT_EQ(plugin.messages.size(), 1u);
-    const auto& [text, code] = plugin.messages[0];
+    ASSERT_EQ(plugin.messages.size(), 3u);
+    const auto& [text, code] = plugin.messages[2];
     EXPECT_NE(code, 0u);
     EXPECT_EQ(text, L"Failed to load ZKAICC64.dll with error code " + std::to_wstring(code) + L"\n");
     EXPECT_FALSE(ContentDiscriminationLoaded());
@@ -88,53 +84,38 @@ TEST_F(PluginLoaderTest, ALibraryWithAllFiveExportsIsInitialisedAndTerminated) {
     EXPECT_FALSE(ContentDiscriminationLoaded()) << "nothing may ask a library that has gone";
 }
 
-struct MissingExportCase {
-    const wchar_t* library;
-    const wchar_t* message;
-    bool runFoundBeforeTheMiss;
-    int terminateCallsAtUnload;
-};
-
-void PrintTo(const MissingExportCase& c, std::ostream* os) { *os << WideToUtf8(c.library); }
+// The export left out of the double, its old name in the message, whether
+// Run was found before the miss, and the Terminate calls at the unload.
+using MissingExportCase = std::tuple<const wchar_t*, const wchar_t*, bool, int>;
 
 class MissingExportTest : public PluginLoaderTest, public ::testing::WithParamInterface<MissingExportCase> {};
 
 TEST_P(MissingExportTest, IsNamedByItsOldNameAndTheLibraryIsNotInitialised) {
-    const MissingExportCase& c = GetParam();
-    ASSERT_TRUE(plugin.PlaceTestDouble(c.library));
+    const auto& [missing, oldName, runFoundBeforeTheMiss, terminateCallsAtUnload] = GetParam();
+    ASSERT_TRUE(plugin.PlaceTestDouble(std::wstring(L"qv_test_plugin_without_") + missing));
     EXPECT_FALSE(plugin.Load());
-    EXPECT_EQ(plugin.messages,
-              (Messages{{std::wstring(c.message) + L"with error code " + std::to_wstring(ERROR_PROC_NOT_FOUND) + L"\n",
-                         ERROR_PROC_NOT_FOUND}}));
+    EXPECT_EQ(plugin.messages, (Messages{{L"Failed to load access " + std::wstring(oldName) +
+                                              L" from ContentDiscriminationCpp.dll with error code " +
+                                              std::to_wstring(ERROR_PROC_NOT_FOUND) + L"\n",
+                                          ERROR_PROC_NOT_FOUND}}));
     // The exports found before the miss stay set; the network counts as
     // there exactly when Run was among them.
-    EXPECT_EQ(ContentDiscriminationLoaded(), c.runFoundBeforeTheMiss);
+    EXPECT_EQ(ContentDiscriminationLoaded(), runFoundBeforeTheMiss);
     EXPECT_EQ(CallCount("ContentDiscrimination_Initialize"), 0);
 
     UnloadContentDiscrimination();
-    EXPECT_EQ(CallCount("ContentDiscrimination_Terminate"), c.terminateCallsAtUnload);
+    EXPECT_EQ(CallCount("ContentDiscrimination_Terminate"), terminateCallsAtUnload);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Exports, MissingExportTest,
-    ::testing::Values(
-        MissingExportCase{L"qv_test_plugin_without_initialize",
-                          L"Failed to load access content_discrimination_initialize from ContentDiscriminationCpp.dll ",
-                          false, 0},
-        MissingExportCase{L"qv_test_plugin_without_terminate",
-                          L"Failed to load access content_discrimination_terminate from ContentDiscriminationCpp.dll ",
-                          false, 0},
-        MissingExportCase{L"qv_test_plugin_without_run",
-                          L"Failed to load access content_discrimination from ContentDiscriminationCpp.dll ", false, 1},
-        MissingExportCase{L"qv_test_plugin_without_freeoutput",
-                          L"Failed to load access content_discrimination_free_classifier_output from "
-                          L"ContentDiscriminationCpp.dll ",
-                          true, 1},
-        MissingExportCase{L"qv_test_plugin_without_modelversion",
-                          L"Failed to load access content_discrimination_model_version from "
-                          L"ContentDiscriminationCpp.dll ",
-                          true, 1}));
+    ::testing::Values(MissingExportCase{L"initialize", L"content_discrimination_initialize", false, 0},
+                      MissingExportCase{L"terminate", L"content_discrimination_terminate", false, 0},
+                      MissingExportCase{L"run", L"content_discrimination", false, 1},
+                      MissingExportCase{L"freeoutput", L"content_discrimination_free_classifier_output", true, 1},
+                      MissingExportCase{L"modelversion", L"content_discrimination_model_version", true, 1}));
 
+// The shipped double without Run, which users may try the loader with.
 TEST_F(PluginLoaderTest, TheShippedDoubleWithoutRunIsRefusedTheSameWay) {
     ASSERT_TRUE(plugin.Place(L"zkaicc64_double_no_run"));
     EXPECT_FALSE(plugin.Load());
@@ -145,37 +126,29 @@ TEST_F(PluginLoaderTest, TheShippedDoubleWithoutRunIsRefusedTheSameWay) {
     EXPECT_FALSE(ContentDiscriminationLoaded());
 }
 
-TEST_F(PluginLoaderTest, UnloadingWhatWasNeverLoadedDoesNothing) {
-    UnloadContentDiscrimination();
-    UnloadContentDiscrimination();
-    EXPECT_FALSE(ContentDiscriminationLoaded());
-}
-
 // ---- The largest of the three scores
 
-int Largest(double movie, double music, double voice) {
-    const double scores[3] = {movie, music, voice};
-    return LargestScoreIndex(scores);
-}
-
-TEST(LargestScoreIndex, TakesTheLargestAndGivesTiesToTheLaterIndex) {
-    EXPECT_EQ(Largest(0.9, 0.05, 0.05), 0);
-    EXPECT_EQ(Largest(0.1, 0.7, 0.2), 1);
-    EXPECT_EQ(Largest(0.1, 0.2, 0.7), 2);
-    EXPECT_EQ(Largest(0.5, 0.5, 0.1), 1);
-    EXPECT_EQ(Largest(0.2, 0.2, 0.2), 2);
-    EXPECT_EQ(Largest(0.6, 0.1, 0.6), 2);
-    EXPECT_EQ(Largest(-3.0, -2.0, -5.0), 1);
-}
-
-TEST(LargestScoreIndex, ANaNNeverTakesTheLead) {
+TEST(LargestScoreIndex, TakesTheLargestGivesTiesToTheLaterIndexAndNeverLetsANaNLead) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    // At the head it stays there: every comparison with it fails.
-    EXPECT_EQ(Largest(nan, 0.2, 0.1), 0);
-    EXPECT_EQ(Largest(nan, 0.9, 0.9), 0);
-    EXPECT_EQ(Largest(0.1, nan, 0.2), 2);
-    EXPECT_EQ(Largest(0.3, nan, 0.1), 0);
-    EXPECT_EQ(Largest(0.1, 0.2, nan), 1);
+    struct Case {
+        double scores[3];
+        int largest;
+    };
+    const Case cases[] = {{{0.9, 0.05, 0.05}, 0},
+                          {{0.1, 0.7, 0.2}, 1},
+                          {{0.1, 0.2, 0.7}, 2},
+                          {{0.5, 0.5, 0.1}, 1},
+                          {{0.2, 0.2, 0.2}, 2},
+                          {{0.6, 0.1, 0.6}, 2},
+                          {{-3.0, -2.0, -5.0}, 1},
+                          // At the head a NaN stays there: every comparison with it fails.
+                          {{nan, 0.2, 0.1}, 0},
+                          {{nan, 0.9, 0.9}, 0},
+                          {{0.1, nan, 0.2}, 2},
+                          {{0.3, nan, 0.1}, 0},
+                          {{0.1, 0.2, nan}, 1}};
+    for (const Case& c : cases)
+        EXPECT_EQ(LargestScoreIndex(c.scores), c.largest) << c.scores[0] << ", " << c.scores[1] << ", " << c.scores[2];
 }
 
 }  // namespace

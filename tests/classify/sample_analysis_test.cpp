@@ -23,58 +23,45 @@ TEST(SampleAnalysis, MoreThanTwoChannelsAreRejectedWhateverTheyHold) {
     }
 }
 
-TEST(SampleAnalysis, SpeechLikeLevelsInMonoOrAlikeStereoAreNotRejected) {
-    SampleAnalysis mono = Analyze(SpeechLike(1, kRate, 6), 1);
-    EXPECT_FALSE(mono.rejected);
-    EXPECT_EQ(mono.score, -5) << "six blocks, five comparisons, every one a jump";
-    EXPECT_TRUE(mono.alike);
-
-    SampleAnalysis stereo = Analyze(SpeechLike(2, kRate, 8), 2);
-    EXPECT_FALSE(stereo.rejected);
-    EXPECT_EQ(stereo.score, -7);
-    EXPECT_TRUE(stereo.alike);
-}
-
-TEST(SampleAnalysis, SteadyLevelsAreRejected) {
-    SampleAnalysis mono = Analyze(Steady(1, kRate, 4), 1);
-    EXPECT_EQ(mono.score, 3);
-    EXPECT_TRUE(mono.rejected);
-    SampleAnalysis stereo = Analyze(Steady(2, kRate, 4), 2);
-    EXPECT_EQ(stereo.score, 3);
-    EXPECT_TRUE(stereo.rejected);
-}
-
-TEST(SampleAnalysis, StereoWithDifferentChannelsIsRejectedEvenWhenItJumps) {
-    SampleAnalysis result = Analyze(SpeechLike(2, kRate, 8, /*channelsAlike=*/false), 2);
-    EXPECT_LT(result.score, 0);
-    EXPECT_FALSE(result.alike);
-    EXPECT_TRUE(result.rejected);
-}
-
-TEST(SampleAnalysis, ALevelWithinATenthCountsForSteadinessAndBeyondItAgainst) {
-    // 0.5 -> 0.525 is 1.05 (+1), 0.525 -> 0.63 is 1.2 (-1), 0.63 -> 0.63 is 1 (+1),
-    // 0.63 -> 0.5418 is 0.86 (-1), 0.5418 -> 0.5 is 0.92 (+1).
-    SampleAnalysis result = Analyze(TonesInBlocks(2, kRate, 6, {0.5f, 0.525f, 0.63f, 0.63f, 0.5418f, 0.5f}), 2);
-    EXPECT_EQ(result.score, 1);
-    EXPECT_TRUE(result.rejected) << "a score above 0 is steady sound";
-
-    result = Analyze(TonesInBlocks(2, kRate, 5, {0.5f, 0.525f, 0.63f, 0.63f, 0.5418f}), 2);
-    EXPECT_EQ(result.score, 0);
-    EXPECT_FALSE(result.rejected) << "a score of 0 is not steady";
-}
-
-TEST(SampleAnalysis, ASilentBlockIsNoMeasureForTheNext) {
-    // The block after silence has nothing to compare with; the one after
-    // that compares with it as usual.
-    SampleAnalysis result = Analyze(TonesInBlocks(2, kRate, 3, {0.0f, 0.4f, 0.4f}), 2);
-    EXPECT_EQ(result.score, 1);
-}
-
-TEST(SampleAnalysis, ALastIncompleteBlockIsDropped) {
-    // Two equal blocks and half a block at ten times the level: the half
-    // block would count against steadiness if it were measured.
-    SampleAnalysis result = Analyze(TonesInBlocks(2, kRate, 2.5, {0.3f, 0.3f, 3.0f}), 2);
-    EXPECT_EQ(result.score, 1);
+TEST(SampleAnalysis, JumpingLevelsInAlikeChannelsAreSpeechAndTheRestIsRejected) {
+    struct Case {
+        const char* what;
+        Samples samples;
+        uint32_t channels;
+        int32_t score;
+        bool alike;
+        bool rejected;
+        uint32_t rate = kRate;
+    };
+    const Case cases[] = {
+        {"speech in mono: six blocks, five comparisons, every one a jump", SpeechLike(1, kRate, 6), 1, -5, true, false},
+        {"speech in alike stereo", SpeechLike(2, kRate, 8), 2, -7, true, false},
+        {"steady mono", Steady(1, kRate, 4), 1, 3, true, true},
+        {"steady stereo", Steady(2, kRate, 4), 2, 3, true, true},
+        {"wide stereo, even when it jumps", SpeechLike(2, kRate, 8, /*channelsAlike=*/false), 2, -7, false, true},
+        // 0.5 -> 0.525 is 1.05 (+1), 0.525 -> 0.63 is 1.2 (-1), 0.63 -> 0.63 is 1
+        // (+1), 0.63 -> 0.5418 is 0.86 (-1), 0.5418 -> 0.5 is 0.92 (+1).
+        {"within a tenth is steady, beyond it not; above 0 is steady sound",
+         TonesInBlocks(2, kRate, 6, {0.5f, 0.525f, 0.63f, 0.63f, 0.5418f, 0.5f}), 2, 1, true, true},
+        {"a score of 0 is not steady", TonesInBlocks(2, kRate, 5, {0.5f, 0.525f, 0.63f, 0.63f, 0.5418f}), 2, 0, true,
+         false},
+        // The block after silence has nothing to compare with; the one after
+        // that compares with it as usual.
+        {"a silent block is no measure", TonesInBlocks(2, kRate, 3, {0.0f, 0.4f, 0.4f}), 2, 1, true, true},
+        // Measured, the half block at ten times the level would count against.
+        {"a last incomplete block is dropped", TonesInBlocks(2, kRate, 2.5, {0.3f, 0.3f, 3.0f}), 2, 1, true, true},
+        {"under two blocks compare nothing", Steady(2, kRate, 1.6), 2, 0, true, false},
+        {"under two blocks, wide", Steady(2, kRate, 1.6, false), 2, 0, false, true},
+        {"a rate of 0 completes no block", Steady(2, kRate, 4), 2, 0, true, false, 0},
+        {"a rate of 0, wide: the channels still count", Steady(2, kRate, 4, false), 2, 0, false, true, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const SampleAnalysis result = Analyze(c.samples, c.channels, c.rate);
+        EXPECT_EQ(result.score, c.score);
+        EXPECT_EQ(result.alike, c.alike);
+        EXPECT_EQ(result.rejected, c.rejected);
+    }
 }
 
 TEST(SampleAnalysis, MonoCountsOnlyEverySecondValue) {
@@ -86,26 +73,6 @@ TEST(SampleAnalysis, MonoCountsOnlyEverySecondValue) {
     SampleAnalysis result = Analyze(samples, 1);
     EXPECT_EQ(result.score, 3);
     EXPECT_TRUE(result.rejected);
-}
-
-TEST(SampleAnalysis, ShorterThanTwoBlocksComparesNothing) {
-    SampleAnalysis alike = Analyze(Steady(2, kRate, 1.6), 2);
-    EXPECT_EQ(alike.score, 0);
-    EXPECT_FALSE(alike.rejected) << "alike channels and no score: speech";
-
-    SampleAnalysis wide = Analyze(Steady(2, kRate, 1.6, /*channelsAlike=*/false), 2);
-    EXPECT_EQ(wide.score, 0);
-    EXPECT_TRUE(wide.rejected);
-}
-
-TEST(SampleAnalysis, ASampleRateOfZeroCompletesNoBlock) {
-    Samples steady = Steady(2, kRate, 4);
-    SampleAnalysis result = AnalyzeSamples(steady->data(), steady->size(), 2, 0);
-    EXPECT_EQ(result.score, 0);
-    EXPECT_FALSE(result.rejected);
-
-    Samples wide = Steady(2, kRate, 4, /*channelsAlike=*/false);
-    EXPECT_TRUE(AnalyzeSamples(wide->data(), wide->size(), 2, 0).rejected) << "the channels still count";
 }
 
 TEST(SampleAnalysis, ChannelLikenessDividesByTheNumberOfValues) {

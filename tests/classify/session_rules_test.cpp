@@ -1,8 +1,6 @@
 // One session's own judgement, on the simulated machine: the name rules of
 // its process, the extension of the file it plays, and the sample analysis,
 // in that order, with a sure result closing the door on the later steps.
-// The facts of the file are set on the model's session directly, as the
-// lister of open files and the decoder would.
 #include <gtest/gtest.h>
 
 #include "classifier_fixture.h"
@@ -19,9 +17,8 @@ class SessionRulesTest : public ModelTest {
 protected:
     // An active session of a process with that image on the speakers, as a
     // session manager of the speakers sees it.
-    CRefPtr<CAudioSession> PlayingSession(const std::wstring& imagePath, uint32_t featureMode = 0) {
+    CRefPtr<CAudioSession> PlayingSession(const std::wstring& imagePath) {
         EXPECT_TRUE(Audio().AddEndpoint(kSpeakers, eRender));
-        EXPECT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyUi4(featureMode)));
         EXPECT_TRUE(Processes().StartProcess(kPid, imagePath));
         sessionId =
             Audio().AddSession(kSpeakers, {.processId = kPid, .state = AudioSessionStateActive, .announce = false});
@@ -34,38 +31,49 @@ protected:
         return session;
     }
 
-    // A file of 30 s at kRate and 16 bits, with its first seconds.
-    static void PlayFile(CAudioSession& session, uint32_t channels, Samples samples, const std::wstring& path) {
-        OpenFile(session, {path, MakeRef<CAudioStreamBasicInfo>(channels, kRate, 16, 30.0), std::move(samples)});
-    }
-
     static constexpr uint32_t kPid = 3100;
     std::wstring sessionId;
     CRefPtr<CAudioDeviceManager> devices;
     CRefPtr<CAudioSessionManager> manager;
 };
 
-// ---- Name rules and file extensions
+// ---- Name rules, file extensions and the sample analysis
 
-struct NameCase {
+// The first seconds of the file: none, speech in mono, speech in wide
+// stereo, steady stereo.
+enum class Sound { None, Speech, WideSpeech, Steady };
+
+struct RuleCase {
     const wchar_t* image;
     const wchar_t* file;
     CClassification expected;
+    Sound sound = Sound::None;
+    bool rejected = false;
 };
 
-void PrintTo(const NameCase& c, std::ostream* os) { *os << WideToUtf8(c.image) << " + \"" << WideToUtf8(c.file) << "\""; }
+void PrintTo(const RuleCase& c, std::ostream* os) {
+    *os << WideToUtf8(c.image) << " + \"" << WideToUtf8(c.file) << "\"";
+}
 
-class NameAndExtensionTest : public SessionRulesTest, public ::testing::WithParamInterface<NameCase> {};
+class SessionRuleTest : public SessionRulesTest, public ::testing::WithParamInterface<RuleCase> {};
 
-TEST_P(NameAndExtensionTest, GiveTheSessionsClassification) {
-    const NameCase& c = GetParam();
+TEST_P(SessionRuleTest, GiveTheSessionsClassification) {
+    const RuleCase& c = GetParam();
     CRefPtr<CAudioSession> session = PlayingSession(std::wstring(L"C:\\Apps\\") + c.image);
     ASSERT_TRUE(session);
-    if (*c.file) session->OpenedMediaFilePath.set(c.file);
+    if (c.sound == Sound::None) {
+        if (*c.file) session->OpenedMediaFilePath.set(c.file);
+    } else {
+        // A file of 30 s at kRate and 16 bits, with its first seconds.
+        const uint32_t channels = c.sound == Sound::Speech ? 1 : 2;
+        Samples samples =
+            c.sound == Sound::Steady ? Steady(2, kRate, 4) : SpeechLike(channels, kRate, 4, c.sound == Sound::Speech);
+        OpenFile(*session, {c.file, MakeRef<CAudioStreamBasicInfo>(channels, kRate, 16, 30.0), std::move(samples)});
+    }
     const CClassification result = SessionResult(*session);
     EXPECT_EQ(result, c.expected);
     EXPECT_EQ(result.Source, c.expected.Source);
-    EXPECT_EQ(result.VoiceRejected, false);
+    EXPECT_EQ(result.VoiceRejected, c.rejected);
 }
 
 const CClassification kUnset{};
@@ -75,68 +83,39 @@ const CClassification kMusicByExtension{CategoryMusic, 0.8f, 20, SourceLocalAnal
 const CClassification kMusicByName{CategoryMusic, 0.8f, 20, SourceSessionRules};
 const CClassification kSureMovie{CategoryMovie, 1.0f, 10, SourceSessionRules};
 const CClassification kGame{CategoryGame, 1.0f, 0, SourceSessionRules};
+const CClassification kVoiceByAnalysis{CategoryVoice, 1.0f, 30, SourceLocalAnalysis};
 
 INSTANTIATE_TEST_SUITE_P(
-    Rules, NameAndExtensionTest,
-    ::testing::Values(
-        NameCase{L"vlc.exe", L"", kMovieByName}, NameCase{L"VLC Portable.exe", L"", kMovieByName},
-        NameCase{L"vlc.exe", L"D:\\Music\\song.MP3", kMusicByExtension},
-        // The extension's Movie equals the name's in all that counts, so the
-        // value stored from the name stays, Source included.
-        NameCase{L"vlc.exe", L"D:\\Films\\film.Mp4", kMovieByName},
-        NameCase{L"myvlc.exe", L"D:\\Films\\film.mp4", kMovieByExtension},
-        NameCase{L"vlc.exe", L"D:\\Films\\film.mkv", kMovieByName},
-        // A rule word further inside the name is no rule.
-        NameCase{L"myvlc.exe", L"", kUnset}, NameCase{L"myvlc.exe", L"D:\\Music\\song.mp3", kMusicByExtension},
-        // A sure name rule ends the walk before the extension.
-        NameCase{L"PowerDVD18.exe", L"D:\\Music\\song.mp3", kSureMovie},
-        NameCase{L"Video.UI.exe", L"", kMovieByName}, NameCase{L"Video.UI.exe", L"D:\\Music\\song.MP3", kMusicByExtension},
-        NameCase{L"movie.ui.exe", L"D:\\Films\\clip.webm", kMovieByName},
-        NameCase{L"VideoPlayer.exe", L"D:\\Music\\track.wav", kMusicByExtension},
-        NameCase{L"wmplayer.exe", L"D:\\Notes\\list.txt", kMusicByName},
-        NameCase{L"Borderlands3.exe", L"D:\\Music\\song.mp3", kGame},
-        NameCase{L"notepad.exe", L"D:\\Notes\\list.txt", kUnset},
-        // No extension, and a dot in the folder only.
-        NameCase{L"notepad.exe", L"D:\\My.mp3\\readme", kUnset}));
-
-// ---- The sample analysis inside the session's judgement
-
-TEST_F(SessionRulesTest, SpeechLikeSamplesMakeVoiceFromLocalAnalysis) {
-    CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\vlc.exe");
-    ASSERT_TRUE(session);
-    PlayFile(*session, 1, SpeechLike(1, kRate, 4), L"D:\\Talks\\lecture.mp4");
-    const CClassification result = SessionResult(*session);
-    EXPECT_EQ(result, (CClassification{CategoryVoice, 1.0f, 30}));
-    EXPECT_EQ(result.Source, SourceLocalAnalysis);
-    EXPECT_FALSE(result.VoiceRejected);
-}
-
-TEST_F(SessionRulesTest, WideStereoIsRejectedAndTheExtensionSpeaks) {
-    // A player that no name rule knows: the extension's result is the first,
-    // and it carries the rejection.
-    CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\Player.exe");
-    ASSERT_TRUE(session);
-    PlayFile(*session, 2, SpeechLike(2, kRate, 4, /*channelsAlike=*/false), L"D:\\Films\\film.mp4");
-    const CClassification result = SessionResult(*session);
-    EXPECT_EQ(result, kMovieByExtension);
-    EXPECT_TRUE(result.VoiceRejected);
-}
-
-TEST_F(SessionRulesTest, ARejectionWithoutAnyResultIsNotPublished) {
-    CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\notepad.exe");
-    ASSERT_TRUE(session);
-    PlayFile(*session, 2, Steady(2, kRate, 4), L"D:\\Data\\recording.xyz");
-    const CClassification result = SessionResult(*session);
-    EXPECT_EQ(result.Category, CategoryUndefined);
-    EXPECT_FALSE(result.VoiceRejected);
-}
-
-TEST_F(SessionRulesTest, ASureNameRuleSkipsTheAnalysis) {
-    CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\PowerDVD.exe");
-    ASSERT_TRUE(session);
-    PlayFile(*session, 1, SpeechLike(1, kRate, 4), L"D:\\Talks\\lecture.mp4");
-    EXPECT_EQ(SessionResult(*session), kSureMovie);
-}
+    Rules, SessionRuleTest,
+    ::testing::Values(RuleCase{L"vlc.exe", L"", kMovieByName}, RuleCase{L"VLC Portable.exe", L"", kMovieByName},
+                      RuleCase{L"vlc.exe", L"D:\\Music\\song.MP3", kMusicByExtension},
+                      // The extension's Movie equals the name's in all that counts, so the
+                      // value stored from the name stays, Source included.
+                      RuleCase{L"vlc.exe", L"D:\\Films\\film.Mp4", kMovieByName},
+                      RuleCase{L"myvlc.exe", L"D:\\Films\\film.mp4", kMovieByExtension},
+                      // A rule word further inside the name is no rule. Nor is "Teams"
+                      // there a call application, which would have no result without
+                      // its microphone.
+                      RuleCase{L"myvlc.exe", L"", kUnset}, RuleCase{L"VideoTeamsBridge.exe", L"", kMovieByName},
+                      RuleCase{L"myvlc.exe", L"D:\\Music\\song.mp3", kMusicByExtension},
+                      // A sure name rule ends the walk before the extension and the samples.
+                      RuleCase{L"PowerDVD18.exe", L"D:\\Music\\song.mp3", kSureMovie},
+                      RuleCase{L"PowerDVD.exe", L"D:\\Talks\\lecture.mp4", kSureMovie, Sound::Speech},
+                      RuleCase{L"Video.UI.exe", L"", kMovieByName},
+                      RuleCase{L"Video.UI.exe", L"D:\\Music\\song.MP3", kMusicByExtension},
+                      RuleCase{L"movie.ui.exe", L"D:\\Films\\clip.webm", kMovieByName},
+                      RuleCase{L"VideoPlayer.exe", L"D:\\Music\\track.wav", kMusicByExtension},
+                      RuleCase{L"wmplayer.exe", L"D:\\Notes\\list.txt", kMusicByName},
+                      RuleCase{L"Borderlands3.exe", L"D:\\Music\\song.mp3", kGame},
+                      RuleCase{L"notepad.exe", L"D:\\Notes\\list.txt", kUnset},
+                      // No extension, and a dot in the folder only.
+                      RuleCase{L"notepad.exe", L"D:\\My.mp3\\readme", kUnset},
+                      RuleCase{L"vlc.exe", L"D:\\Talks\\lecture.mp4", kVoiceByAnalysis, Sound::Speech},
+                      // A player that no name rule knows: the extension's result is the
+                      // first, and it carries the rejection.
+                      RuleCase{L"Player.exe", L"D:\\Films\\film.mp4", kMovieByExtension, Sound::WideSpeech, true},
+                      // A rejection without any result is not published.
+                      RuleCase{L"notepad.exe", L"D:\\Data\\recording.xyz", kUnset, Sound::Steady}));
 
 TEST_F(SessionRulesTest, AnalysisNeedsAFileStreamFactsAndSamples) {
     CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\vlc.exe");
@@ -152,15 +131,6 @@ TEST_F(SessionRulesTest, AnalysisNeedsAFileStreamFactsAndSamples) {
     // Everything there: speech.
     session->AudioStreamBasicInfo.set(MakeRef<CAudioStreamBasicInfo>(1, kRate, 16, 30.0));
     EXPECT_EQ(SessionResult(*session).Category, CategoryVoice);
-}
-
-TEST_F(SessionRulesTest, UnderFeatureModeOneTheAnalysisIsSkipped) {
-    CRefPtr<CAudioSession> session = PlayingSession(L"C:\\Apps\\vlc.exe", /*featureMode=*/1);
-    ASSERT_TRUE(session);
-    PlayFile(*session, 2, SpeechLike(2, kRate, 4, /*channelsAlike=*/false), L"D:\\Films\\film.mp4");
-    const CClassification result = SessionResult(*session);
-    EXPECT_EQ(result, kMovieByExtension);
-    EXPECT_FALSE(result.VoiceRejected) << "no analysis, so nothing was rejected";
 }
 
 TEST_F(SessionRulesTest, NothingResetsAResultWhenItsInputsGo) {

@@ -13,26 +13,20 @@
 namespace qv {
 namespace {
 
-TEST(CThreadTest, RunsTheFunctionOnAThreadOfItsOwnAndThenMarksItselfFinished) {
+TEST(CThreadTest, RunsOnAThreadOfItsOwnAndFinishedThreadsAreReapedAtTheNextStartButRunningOnesStay) {
     std::atomic<uint32_t> ranOn{0};
-    std::shared_ptr<CThread> thread = CThread::Start([&](std::stop_token) { ranOn = CurrentThreadId(); });
-    ASSERT_TRUE(thread);
-    ASSERT_TRUE(test::WaitUntil([&] { return thread->Finished.load(); }));
+    std::shared_ptr<CThread> quick = CThread::Start([&](std::stop_token) { ranOn = CurrentThreadId(); });
+    ASSERT_TRUE(quick);
+    ASSERT_TRUE(test::WaitUntil([&] { return quick->Finished.load(); }));
     EXPECT_NE(ranOn.load(), 0u);
     EXPECT_NE(ranOn.load(), CurrentThreadId());
-}
-
-TEST(CThreadTest, FinishedThreadsAreReapedAtTheNextStartAndRunningOnesStay) {
-    std::shared_ptr<CThread> quick = CThread::Start([](std::stop_token) {});
-    ASSERT_TRUE(test::WaitUntil([&] { return quick->Finished.load(); }));
     std::weak_ptr<CThread> quickInList = quick;
     quick.reset();
     EXPECT_FALSE(quickInList.expired()) << "nothing reaps before the next Start";
 
     std::atomic<bool> release{false};
-    std::shared_ptr<CThread> blocked = CThread::Start([&](std::stop_token) {
-        test::WaitUntil([&] { return release.load(); });
-    });
+    std::shared_ptr<CThread> blocked =
+        CThread::Start([&](std::stop_token) { test::WaitUntil([&] { return release.load(); }); });
     EXPECT_TRUE(quickInList.expired()) << "the next Start reaps a finished thread";
     std::weak_ptr<CThread> blockedInList = blocked;
     blocked.reset();

@@ -22,69 +22,52 @@ protected:
     CAsyncAction::Function count = [this](CRefPtr<CAsyncAction>) { ++runs; };
 };
 
-TEST_F(AsyncActionTest, ZeroDelayActionRunsOnTheLoopWithAReferenceToItself) {
+TEST_F(AsyncActionTest, ZeroDelayActionRunsOnTheLoopWithAReferenceToItselfAndLivesUntilThen) {
     CAsyncAction* seen = nullptr;
-    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, [&](CRefPtr<CAsyncAction> self) {
+    CWeakRefPtr<CAsyncAction> weak = CAsyncAction::Post(main.dispatcher, [&](CRefPtr<CAsyncAction> self) {
         seen = self.get();
         ++runs;
     });
-    ASSERT_TRUE(action);
+    CRefPtr<CAsyncAction> action = weak.Lock();
+    ASSERT_TRUE(action) << "the queued function holds the action";
     EXPECT_EQ(runs, 0) << "nothing runs before the loop turns";
     EXPECT_FALSE(action->Finished.load());
+    const CAsyncAction* posted = action.get();
+    action.reset();
 
-    main.RunPending();
-    EXPECT_EQ(runs, 1);
-    EXPECT_EQ(seen, action.get());
-    EXPECT_TRUE(action->Ran.load());
-    EXPECT_TRUE(action->Finished.load());
-}
-
-TEST_F(AsyncActionTest, ActionLivesUntilItRunsWhenThePosterDropsIt) {
-    CWeakRefPtr<CAsyncAction> weak = CAsyncAction::Post(main.dispatcher, count);
-    EXPECT_TRUE(weak.Lock()) << "the queued function holds the action";
     main.RunPending();
     EXPECT_EQ(runs, 1);
     EXPECT_FALSE(weak.Lock()) << "the action goes once it has been dealt with";
+    EXPECT_EQ(seen, posted);
 }
 
-TEST_F(AsyncActionTest, NullDispatcherGivesNullAndNothingRuns) {
-    EXPECT_FALSE(CAsyncAction::Post(nullptr, count));
-    EXPECT_FALSE(CAsyncAction::Post(nullptr, 10ms, count));
-    EXPECT_EQ(main.RunPending(), 0u);
-    EXPECT_EQ(runs, 0);
-}
-
-TEST_F(AsyncActionTest, CancelAfterQueuingButBeforeTheLoopGetsThereRunsNothing) {
+TEST_F(AsyncActionTest, CancelBeforeTheLoopGetsThereRunsNothingAndCountsOnce) {
     CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, count);
     EXPECT_TRUE(action->Cancel(0));
+    EXPECT_FALSE(action->Cancel(0));
     EXPECT_EQ(main.RunPending(), 1u) << "the message is still dispatched";
     EXPECT_EQ(runs, 0);
     EXPECT_FALSE(action->Ran.load());
     EXPECT_TRUE(action->Finished.load());
-}
-
-TEST_F(AsyncActionTest, CancelTwiceReturnsFalseTheSecondTimeAndNullActionGivesFalse) {
-    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, count);
-    EXPECT_TRUE(action->Cancel(0));
-    EXPECT_FALSE(action->Cancel(0));
     EXPECT_FALSE(CAsyncAction::Cancel(nullptr, 0));
     EXPECT_FALSE(CAsyncAction::Cancel(nullptr, std::numeric_limits<int64_t>::max()));
-    main.RunPending();
-}
 
-TEST_F(AsyncActionTest, CancelAfterTheActionRanStillMarksItCancelled) {
-    CRefPtr<CAsyncAction> action = CAsyncAction::Post(main.dispatcher, count);
+    // After the run a cancel still marks the action cancelled.
+    CRefPtr<CAsyncAction> ran = CAsyncAction::Post(main.dispatcher, count);
     main.RunPending();
-    EXPECT_TRUE(action->Cancel(0));
-    const CRefPtr<CAsyncActionCancellation> cancellation = action->GetCancellation();
+    EXPECT_TRUE(ran->Ran.load());
+    EXPECT_TRUE(ran->Cancel(0));
+    const CRefPtr<CAsyncActionCancellation> cancellation = ran->GetCancellation();
     EXPECT_TRUE(cancellation->Cancelled.load());
     EXPECT_EQ(runs, 1);
 }
 
-TEST_F(AsyncActionTest, PostWithAnAlreadyCancelledCancellationGivesAnActionThatNeverRuns) {
+TEST_F(AsyncActionTest, OneCancelStopsEveryActionOfAChainEvenThosePostedLater) {
     CRefPtr<CAsyncAction> first = CAsyncAction::Post(main.dispatcher, count);
-    CRefPtr<CAsyncActionCancellation> chain = first->GetCancellation();
-    ASSERT_TRUE(first->Cancel(0));
+    const CRefPtr<CAsyncActionCancellation> chain = first->GetCancellation();
+    CRefPtr<CAsyncAction> second = CAsyncAction::Post(main.dispatcher, count, chain);
+    CRefPtr<CAsyncAction> other = CAsyncAction::Post(main.dispatcher, count);
+    EXPECT_TRUE(second->Cancel(0));
 
     const std::size_t threadsBefore = CThread::UnreapedCount();
     CRefPtr<CAsyncAction> now = CAsyncAction::Post(main.dispatcher, count, chain);
@@ -94,27 +77,21 @@ TEST_F(AsyncActionTest, PostWithAnAlreadyCancelledCancellationGivesAnActionThatN
     EXPECT_EQ(now->GetCancellation(), chain);
     EXPECT_EQ(CThread::UnreapedCount(), threadsBefore) << "no timer thread for an action that cannot run";
 
-    EXPECT_EQ(main.RunPending(), 1u) << "only the first action was ever queued";
-    EXPECT_EQ(runs, 0);
+    EXPECT_EQ(main.RunPending(), 3u) << "the actions posted after the cancel were never queued";
+    EXPECT_EQ(runs, 1) << "only the action outside the chain runs";
+    EXPECT_TRUE(other->Ran.load());
+    EXPECT_TRUE(first->Finished.load());
+    EXPECT_TRUE(second->Finished.load());
+    EXPECT_FALSE(first->Ran.load());
     EXPECT_FALSE(now->Finished.load());
     EXPECT_FALSE(later->Finished.load());
     EXPECT_FALSE(now->Cancel(0)) << "the chain is cancelled already";
 }
 
-TEST_F(AsyncActionTest, OneCancelStopsEveryQueuedActionOfAChain) {
-    CRefPtr<CAsyncAction> first = CAsyncAction::Post(main.dispatcher, count);
-    CRefPtr<CAsyncAction> second = CAsyncAction::Post(main.dispatcher, count, first->GetCancellation());
-    CRefPtr<CAsyncAction> other = CAsyncAction::Post(main.dispatcher, count);
-    EXPECT_TRUE(second->Cancel(0));
-    main.RunPending();
-    EXPECT_EQ(runs, 1) << "only the action outside the chain runs";
-    EXPECT_TRUE(first->Finished.load());
-    EXPECT_TRUE(second->Finished.load());
-    EXPECT_FALSE(first->Ran.load());
-    EXPECT_TRUE(other->Ran.load());
-}
+TEST_F(AsyncActionTest, MissingOrRefusingDispatcherRunsNothing) {
+    EXPECT_FALSE(CAsyncAction::Post(nullptr, count));
+    EXPECT_FALSE(CAsyncAction::Post(nullptr, 10ms, count));
 
-TEST_F(AsyncActionTest, RefusingDispatcherFinishesZeroDelayActions) {
     int offered = 0;
     CRefPtr<IAsyncActionDispatcher> refusing = MakeRef<CAsyncActionDispatcher>([&](const std::function<void()>&) {
         ++offered;
@@ -123,24 +100,13 @@ TEST_F(AsyncActionTest, RefusingDispatcherFinishesZeroDelayActions) {
     CRefPtr<CAsyncAction> action = CAsyncAction::Post(refusing, count);
     ASSERT_TRUE(action);
     EXPECT_EQ(offered, 1);
-    EXPECT_TRUE(action->Finished.load());
+    EXPECT_TRUE(action->Finished.load()) << "a refused zero-delay action is finished at once";
     EXPECT_FALSE(action->Ran.load());
+    EXPECT_EQ(main.RunPending(), 0u);
     EXPECT_EQ(runs, 0);
-}
 
-TEST_F(AsyncActionTest, DispatcherWithoutPostingFunctionRaises) {
     CRefPtr<IAsyncActionDispatcher> empty = MakeRef<CAsyncActionDispatcher>(CAsyncActionDispatcher::PostingFunction());
     EXPECT_THROW(empty->Post([] {}), std::bad_function_call);
-}
-
-TEST_F(AsyncActionTest, CancelPendingCancelsALiveActionAndIgnoresAGoneOne) {
-    CWeakRefPtr<CAsyncAction> slot = CAsyncAction::Post(main.dispatcher, count);
-    CancelPending(slot);
-    main.RunPending();
-    EXPECT_EQ(runs, 0);
-    EXPECT_FALSE(slot.Lock());
-    CancelPending(slot);
-    CancelPending(CWeakRefPtr<CAsyncAction>());
 }
 
 // The usual pattern: a burst of triggers leaves one action, and its function

@@ -1,4 +1,5 @@
 // Order, indices, CurrentItem and replay of observable collections.
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,8 @@
 
 namespace qv {
 namespace {
+
+using Log = std::vector<std::string>;
 
 class Item : public CAddReleaseRef {
 public:
@@ -24,11 +27,11 @@ public:
 
 using NameCollection = observable_collection<Owner, std::wstring>;
 
-// Records "<who>:<index>:<CurrentItem>:<size of the collection then>".
+// Records "<who><+|-><index>:<CurrentItem>:<size of the collection then>".
 struct NameWatcher {
     std::string who;
-    std::vector<std::string>* log;
-    std::function<void(NameWatcher&, int32_t)> onCall{};
+    Log* log;
+    std::function<void()> onCall{};
 
     static void Added(void* self, void* collection, int32_t index) { Note(self, collection, index, "+"); }
     static void Removed(void* self, void* collection, int32_t index) { Note(self, collection, index, "-"); }
@@ -38,15 +41,19 @@ struct NameWatcher {
         std::string item(names->CurrentItem.begin(), names->CurrentItem.end());
         watcher->log->push_back(watcher->who + kind + std::to_string(index) + ":" + item + ":" +
                                 std::to_string(names->size()));
-        if (watcher->onCall) watcher->onCall(*watcher, index);
+        if (watcher->onCall) watcher->onCall();
     }
     static CollectionHandlerPair Pair() { return {&Removed, &Added}; }
 };
 
 class ObservableCollectionTest : public testing::Test {
 protected:
+    void AddNames(std::initializer_list<const wchar_t*> names) {
+        for (const wchar_t* name : names) owner->Names.Add(name);
+    }
+
     CRefPtr<Owner> owner = MakeRef<Owner>();
-    std::vector<std::string> log;
+    Log log;
     NameWatcher first{"a", &log};
     NameWatcher second{"b", &log};
 };
@@ -55,82 +62,58 @@ TEST_F(ObservableCollectionTest, AddAndRemoveCallHandlersOldestFirstWithTheItems
     owner->Names.Subscribe(&first, first.Pair());
     owner->Names.Subscribe(&second, second.Pair());
 
-    owner->Names.Add(L"x");
-    owner->Names.Add(L"y");
-    owner->Names.Add(L"z");
+    AddNames({L"x", L"y", L"z"});
     owner->Names.Remove(L"y");
 
     // A removal is seen with the collection already without the item, and
     // the item in CurrentItem.
-    EXPECT_EQ(log, (std::vector<std::string>{"a+0:x:1", "b+0:x:1", "a+1:y:2", "b+1:y:2", "a+2:z:3", "b+2:z:3",
-                                             "a-1:y:2", "b-1:y:2"}));
+    EXPECT_EQ(log, (Log{"a+0:x:1", "b+0:x:1", "a+1:y:2", "b+1:y:2", "a+2:z:3", "b+2:z:3", "a-1:y:2", "b-1:y:2"}));
     EXPECT_EQ(owner->Names.items(), (std::vector<std::wstring>{L"x", L"z"}));
     EXPECT_TRUE(owner->Names.CurrentItem.empty());
 }
 
-TEST_F(ObservableCollectionTest, RemovingAMissingItemRunsNothing) {
-    owner->Names.Add(L"x");
+TEST_F(ObservableCollectionTest, DuplicatesAreKeptRemoveTakesTheFirstAndAMissingItemRunsNothing) {
     owner->Names.Subscribe(&first, first.Pair());
+    AddNames({L"d", L"e", L"d"});
     log.clear();
-    owner->Names.Remove(L"X");
+
+    owner->Names.Remove(L"D");
     owner->Names.Remove(L"");
     EXPECT_TRUE(log.empty());
-    EXPECT_EQ(owner->Names.size(), 1u);
-}
-
-TEST_F(ObservableCollectionTest, DuplicatesAreKeptAndRemoveTakesTheFirst) {
-    owner->Names.Subscribe(&first, first.Pair());
-    owner->Names.Add(L"d");
-    owner->Names.Add(L"e");
-    owner->Names.Add(L"d");
-    log.clear();
-
     owner->Names.Remove(L"d");
-    EXPECT_EQ(log, (std::vector<std::string>{"a-0:d:2"}));
+    EXPECT_EQ(log, (Log{"a-0:d:2"}));
     EXPECT_EQ(owner->Names.items(), (std::vector<std::wstring>{L"e", L"d"}));
     owner->Names.Remove(L"d");
     EXPECT_EQ(owner->Names.items(), (std::vector<std::wstring>{L"e"}));
 }
 
-TEST_F(ObservableCollectionTest, AddItemAddedHandlerReplaysPresentItemsToTheNewHandlerAlone) {
+TEST_F(ObservableCollectionTest, SubscribingAndUnsubscribingReplayThePresentItemsToThatSubscriberAlone) {
     owner->Names.Subscribe(&first, first.Pair());
-    owner->Names.Add(L"x");
-    owner->Names.Add(L"y");
-    owner->Names.Add(L"z");
+    AddNames({L"x", L"y", L"z"});
     log.clear();
 
     owner->Names.Subscribe(&second, second.Pair());
-
-    EXPECT_EQ(log, (std::vector<std::string>{"b+0:x:3", "b+1:y:3", "b+2:z:3"}));
+    EXPECT_EQ(log, (Log{"b+0:x:3", "b+1:y:3", "b+2:z:3"}));
     EXPECT_TRUE(owner->Names.CurrentItem.empty());
-}
 
-TEST_F(ObservableCollectionTest, RemoveItemRemovedHandlerReplaysAllItemsWhichStay) {
-    owner->Names.Add(L"x");
-    owner->Names.Add(L"y");
-    owner->Names.Add(L"z");
-    owner->Names.Subscribe(&first, first.Pair());
-    owner->Names.Subscribe(&second, second.Pair());
+    // The leaving subscriber hears every item that stays, in ascending order.
     log.clear();
-
     owner->Names.Unsubscribe(&first, first.Pair());
-
-    // Only the leaving subscriber hears the replay, in ascending order.
-    EXPECT_EQ(log, (std::vector<std::string>{"a-0:x:3", "a-1:y:3", "a-2:z:3"}));
+    EXPECT_EQ(log, (Log{"a-0:x:3", "a-1:y:3", "a-2:z:3"}));
     EXPECT_EQ(owner->Names.size(), 3u);
     EXPECT_TRUE(owner->Names.CurrentItem.empty());
 
     log.clear();
     owner->Names.Add(L"w");
     owner->Names.Remove(L"x");
-    EXPECT_EQ(log, (std::vector<std::string>{"b+3:w:4", "b-0:x:3"}));
+    EXPECT_EQ(log, (Log{"b+3:w:4", "b-0:x:3"}));
 }
 
 TEST_F(ObservableCollectionTest, TwoEntriesOfOneHandlerAreCalledTwiceAndOneRemovalRemovesBoth) {
     owner->Names.AddItemAddedHandler({&first, &NameWatcher::Added});
     owner->Names.AddItemAddedHandler({&first, &NameWatcher::Added});
     owner->Names.Add(L"x");
-    EXPECT_EQ(log, (std::vector<std::string>{"a+0:x:1", "a+0:x:1"}));
+    EXPECT_EQ(log, (Log{"a+0:x:1", "a+0:x:1"}));
 
     log.clear();
     owner->Names.RemoveItemAddedHandler({&first, &NameWatcher::Added});
@@ -139,58 +122,48 @@ TEST_F(ObservableCollectionTest, TwoEntriesOfOneHandlerAreCalledTwiceAndOneRemov
 }
 
 TEST_F(ObservableCollectionTest, HandlerAddedDuringARemovalIsCalledInTheSameWalk) {
-    owner->Names.Add(L"x");
-    owner->Names.Add(L"y");
-    first.onCall = [&](NameWatcher&, int32_t) {
+    AddNames({L"x", L"y"});
+    first.onCall = [&] {
         if (log.size() == 1) owner->Names.AddItemRemovedHandler({&second, &NameWatcher::Removed});
     };
     owner->Names.AddItemRemovedHandler({&first, &NameWatcher::Removed});
     owner->Names.Remove(L"x");
-    EXPECT_EQ(log, (std::vector<std::string>{"a-0:x:1", "b-0:x:1"}));
+    EXPECT_EQ(log, (Log{"a-0:x:1", "b-0:x:1"}));
 }
 
 // Items that are references: the collection holds a reference per item, and
 // CurrentItem lets go of its own after each event.
 struct ItemWatcher {
-    std::vector<std::string> seen;
-    static void Added(void* self, void* collection, int32_t index) {
+    Log seen;
+    static void Note(void* self, void* collection, const char* kind) {
         auto* items = static_cast<observable_collection<Owner, CRefPtr<Item>>*>(collection);
-        static_cast<ItemWatcher*>(self)->seen.push_back("+" + items->CurrentItem->Name);
+        static_cast<ItemWatcher*>(self)->seen.push_back(kind + items->CurrentItem->Name);
     }
-    static void Removed(void* self, void* collection, int32_t index) {
-        auto* items = static_cast<observable_collection<Owner, CRefPtr<Item>>*>(collection);
-        static_cast<ItemWatcher*>(self)->seen.push_back("-" + items->CurrentItem->Name);
-    }
+    static void Added(void* self, void* collection, int32_t) { Note(self, collection, "+"); }
+    static void Removed(void* self, void* collection, int32_t) { Note(self, collection, "-"); }
 };
 
-TEST_F(ObservableCollectionTest, ReferenceItemsAreReleasedWhenRemovedAndCurrentItemIsClearedAfterEachEvent) {
+TEST_F(ObservableCollectionTest, ReferenceItemsAreReleasedWhenRemovedOrWithTheOwnerWhichNotifiesNothing) {
     ItemWatcher watcher;
     owner->Items.Subscribe(&watcher, {&ItemWatcher::Removed, &ItemWatcher::Added});
-    CRefPtr<Item> item = MakeRef<Item>("one");
-    CWeakRefPtr<Item> weak(item);
+    CRefPtr<Item> removed = MakeRef<Item>("one");
+    CRefPtr<Item> kept = MakeRef<Item>("kept");
+    CWeakRefPtr<Item> weakRemoved(removed);
+    CWeakRefPtr<Item> weakKept(kept);
 
-    owner->Items.Add(item);
+    owner->Items.Add(removed);
     EXPECT_FALSE(owner->Items.CurrentItem);
-    owner->Items.Remove(item);
+    owner->Items.Remove(removed);
     EXPECT_FALSE(owner->Items.CurrentItem);
-    EXPECT_EQ(watcher.seen, (std::vector<std::string>{"+one", "-one"}));
-
-    item.reset();
-    EXPECT_FALSE(weak.Lock()) << "the collection or CurrentItem kept a reference";
-}
-
-TEST_F(ObservableCollectionTest, DestroyingTheOwnerReleasesItemsWithoutNotification) {
-    ItemWatcher watcher;
-    CRefPtr<Item> item = MakeRef<Item>("kept");
-    CWeakRefPtr<Item> weak(item);
-    owner->Items.Subscribe(&watcher, {&ItemWatcher::Removed, &ItemWatcher::Added});
-    owner->Items.Add(item);
-    item.reset();
-    watcher.seen.clear();
+    owner->Items.Add(kept);
+    removed.reset();
+    kept.reset();
+    EXPECT_FALSE(weakRemoved.Lock()) << "the collection or CurrentItem kept a reference";
+    EXPECT_TRUE(weakKept.Lock());
 
     owner.reset();
-    EXPECT_TRUE(watcher.seen.empty());
-    EXPECT_FALSE(weak.Lock());
+    EXPECT_EQ(watcher.seen, (Log{"+one", "-one", "+kept"}));
+    EXPECT_FALSE(weakKept.Lock());
 }
 
 }  // namespace

@@ -33,47 +33,13 @@ public:
     int Answer() override { return 42; }
 };
 
-TEST(References, NewObjectCarriesItsCreatorsReference) {
-    bool destroyed = false;
+TEST(References, AttachAdoptsTheCreatorsReferenceAndReleasesTheOldObjectAfterTheStore) {
+    bool firstDestroyed = false;
+    bool secondDestroyed = false;
     CRefPtr<Tracked> p;
-    p.Attach(new Tracked(&destroyed));
+    p.Attach(new Tracked(&firstDestroyed));
     EXPECT_EQ(p->AddRef(), 2u);
     EXPECT_EQ(p->Release(), 1u);
-    p.reset();
-    EXPECT_TRUE(destroyed);
-}
-
-TEST(References, SelfAssignmentKeepsTheObjectAlive) {
-    bool destroyed = false;
-    CRefPtr<Tracked> p = MakeRef<Tracked>(&destroyed);
-    CRefPtr<Tracked>& alias = p;
-    p = alias;
-    ASSERT_FALSE(destroyed);
-    EXPECT_EQ(p->AddRef(), 2u) << "self-assignment changed the count";
-    p->Release();
-}
-
-TEST(References, AssigningFromInsideTheOldObjectKeepsTheNewOneAlive) {
-    // node = node->next, where node holds the only reference to next: the
-    // new reference must be taken before the old object (and with it the
-    // source of the copy) goes.
-    bool firstDestroyed = false;
-    bool secondDestroyed = false;
-    CRefPtr<Tracked> node = MakeRef<Tracked>(&firstDestroyed);
-    node->next = MakeRef<Tracked>(&secondDestroyed);
-
-    node = node->next;
-
-    EXPECT_TRUE(firstDestroyed);
-    ASSERT_FALSE(secondDestroyed);
-    node.reset();
-    EXPECT_TRUE(secondDestroyed);
-}
-
-TEST(References, AttachReleasesTheOldPointerAfterTheStore) {
-    bool firstDestroyed = false;
-    bool secondDestroyed = false;
-    CRefPtr<Tracked> p = MakeRef<Tracked>(&firstDestroyed);
     p.Attach(new Tracked(&secondDestroyed));
     EXPECT_TRUE(firstDestroyed);
     EXPECT_FALSE(secondDestroyed);
@@ -81,21 +47,44 @@ TEST(References, AttachReleasesTheOldPointerAfterTheStore) {
     EXPECT_TRUE(secondDestroyed);
 }
 
-TEST(WeakReferences, TwoWeakReferencesOfOneObjectCompareEqual) {
+TEST(References, AssignmentTakesTheNewReferenceBeforeLettingGoOfTheOld) {
+    bool firstDestroyed = false;
+    bool secondDestroyed = false;
+    CRefPtr<Tracked> node = MakeRef<Tracked>(&firstDestroyed);
+    CRefPtr<Tracked>& alias = node;
+    node = alias;
+    ASSERT_FALSE(firstDestroyed);
+    EXPECT_EQ(node->AddRef(), 2u) << "self-assignment changed the count";
+    node->Release();
+
+    // node = node->next, where node holds the only reference to next: the
+    // source of the copy goes with the old object.
+    node->next = MakeRef<Tracked>(&secondDestroyed);
+    node = node->next;
+    EXPECT_TRUE(firstDestroyed);
+    ASSERT_FALSE(secondDestroyed);
+    node.reset();
+    EXPECT_TRUE(secondDestroyed);
+}
+
+TEST(WeakReferences, WeakReferencesOfOneObjectShareOneBlockAndEmptyOnesLockToNull) {
     bool destroyed = false;
     CRefPtr<Tracked> object = MakeRef<Tracked>(&destroyed);
     CWeakRefPtr<Tracked> a(object);
     CWeakRefPtr<Tracked> b(object.get());
     EXPECT_TRUE(a == b);
     EXPECT_EQ(a.block(), b.block());
-
-    bool otherDestroyed = false;
-    CRefPtr<Tracked> other = MakeRef<Tracked>(&otherDestroyed);
+    CRefPtr<Tracked> other = MakeRef<Tracked>(&destroyed);
     EXPECT_FALSE(a == CWeakRefPtr<Tracked>(other));
     EXPECT_FALSE(a == CWeakRefPtr<Tracked>());
+
+    CWeakRefPtr<Tracked> empty;
+    EXPECT_FALSE(empty.Lock());
+    EXPECT_TRUE(empty.empty());
+    EXPECT_TRUE(CWeakRefPtr<Tracked>(static_cast<Tracked*>(nullptr)).empty());
 }
 
-TEST(WeakReferences, LockGivesAStrongReferenceWhileTheObjectLives) {
+TEST(WeakReferences, LockKeepsTheObjectAliveAndTheBlockOutlivesItAnsweringNull) {
     bool destroyed = false;
     CRefPtr<Tracked> object = MakeRef<Tracked>(&destroyed);
     CWeakRefPtr<Tracked> weak(object);
@@ -105,58 +94,35 @@ TEST(WeakReferences, LockGivesAStrongReferenceWhileTheObjectLives) {
         object.reset();
         EXPECT_FALSE(destroyed) << "the locked reference must keep the object alive";
     }
-    EXPECT_TRUE(destroyed);
-}
-
-TEST(WeakReferences, ControlBlockOutlivesTheObjectAndAnswersNull) {
-    bool destroyed = false;
-    CRefPtr<Tracked> object = MakeRef<Tracked>(&destroyed);
-    CWeakRefPtr<Tracked> weak(object);
-    object.reset();
     ASSERT_TRUE(destroyed);
 
     EXPECT_TRUE(weak) << "the weak reference still holds its block";
     EXPECT_FALSE(weak.Lock());
-    // Copies of a dead object's weak reference share the same block.
     CWeakRefPtr<Tracked> copy = weak;
     EXPECT_TRUE(copy == weak);
-    EXPECT_FALSE(copy.Lock());
     weak = nullptr;
     EXPECT_FALSE(copy.Lock());
 }
 
-TEST(WeakReferences, EmptyWeakReferenceLocksToNull) {
-    CWeakRefPtr<Tracked> empty;
-    EXPECT_FALSE(empty.Lock());
-    EXPECT_TRUE(empty.empty());
-    CWeakRefPtr<Tracked> fromNull(static_cast<Tracked*>(nullptr));
-    EXPECT_TRUE(fromNull.empty());
-}
+TEST(WeakReferences, LockReachesAnotherInterfaceOfTheObjectAndAWrongTypeGivesNullWithoutALeak) {
+    CRefPtr<WithExtra> withExtra = MakeRef<WithExtra>();
+    CWeakRefPtr<IExtra> extra(CWeakRefPtr<CAddReleaseRef>{CRefPtr<CAddReleaseRef>(withExtra)});
+    CRefPtr<IExtra> locked = extra.Lock();
+    ASSERT_TRUE(locked);
+    EXPECT_EQ(locked->Answer(), 42);
+    EXPECT_EQ(withExtra->AddRef(), 3u);
+    withExtra->Release();
 
-TEST(WeakReferences, LockForAWrongTypeGivesNullAndLeaksNothing) {
     bool destroyed = false;
     CRefPtr<Tracked> object = MakeRef<Tracked>(&destroyed);
     CWeakRefPtr<CAddReleaseRef> general{CRefPtr<CAddReleaseRef>(object)};
     CWeakRefPtr<Unrelated> wrong(general);
-
     EXPECT_FALSE(wrong.Lock());
     EXPECT_FALSE(wrong.Lock());
     EXPECT_TRUE(general.Lock());
-
     // Had a failed lock kept its reference, the object would outlive this.
     object.reset();
     EXPECT_TRUE(destroyed);
-}
-
-TEST(WeakReferences, LockReachesAnotherInterfaceOfTheSameObject) {
-    CRefPtr<WithExtra> object = MakeRef<WithExtra>();
-    CWeakRefPtr<CAddReleaseRef> general{CRefPtr<CAddReleaseRef>(object)};
-    CWeakRefPtr<IExtra> extra(general);
-    CRefPtr<IExtra> locked = extra.Lock();
-    ASSERT_TRUE(locked);
-    EXPECT_EQ(locked->Answer(), 42);
-    EXPECT_EQ(object->AddRef(), 3u);
-    object->Release();
 }
 
 }  // namespace

@@ -76,14 +76,20 @@ TEST_F(TraceSinksTest, LogPipeOnSlotThreeAloneIsFoundAndLinesArriveAsUtf16WithTh
     record->logPipe = nullptr;
 }
 
-TEST_F(TraceSinksTest, RegistrySwitchTurnsTracingOnWithoutAPipe) {
-    harness.platform->SimRegistry->SetDword(LM, kSwitchKey, L"MIRADO", 1);
+TEST_F(TraceSinksTest, WithoutAPipeOnlyADwordSwitchOfOneTurnsTracingOn) {
+    auto registry = harness.platform->SimRegistry;
+    EXPECT_FALSE(DBG_TRACE_Start(record));
+    registry->SetDword(LM, kSwitchKey, L"MIRADO", 1);
     EXPECT_TRUE(DBG_TRACE_Start(record));
     EXPECT_FALSE(record->logPipe);
-}
+    // Product types whose machines skip the registry.
+    for (uint32_t productType : {189u, 0xABCDABCDu}) {
+        harness.platform->SimSystem->ProductType = productType;
+        EXPECT_FALSE(DBG_TRACE_Start(record)) << productType;
+    }
+    harness.platform->SimSystem->ProductType = 48;
+    EXPECT_TRUE(DBG_TRACE_Start(record));
 
-TEST_F(TraceSinksTest, SwitchThatIsZeroOrNotADwordLeavesTracingOff) {
-    auto registry = harness.platform->SimRegistry;
     registry->SetDword(LM, kSwitchKey, L"MIRADO", 0);
     EXPECT_FALSE(DBG_TRACE_Start(record));
     registry->SetString(LM, kSwitchKey, L"MIRADO", L"1");
@@ -97,16 +103,6 @@ TEST_F(TraceSinksTest, SwitchKeyThatIsALinkLeavesTracingOff) {
     registry->SetDword(LM, L"Software\\Elsewhere", L"MIRADO", 1);
     registry->MakeLink(LM, kSwitchKey, LM, L"Software\\Elsewhere");
     EXPECT_FALSE(DBG_TRACE_Start(record));
-}
-
-TEST_F(TraceSinksTest, ProductTypesThatSkipTheRegistryLeaveTracingOff) {
-    harness.platform->SimRegistry->SetDword(LM, kSwitchKey, L"MIRADO", 1);
-    for (uint32_t productType : {189u, 0xABCDABCDu}) {
-        harness.platform->SimSystem->ProductType = productType;
-        EXPECT_FALSE(DBG_TRACE_Start(record)) << productType;
-    }
-    harness.platform->SimSystem->ProductType = 48;
-    EXPECT_TRUE(DBG_TRACE_Start(record));
 }
 
 TEST_F(TraceSinksTest, FailingRegistryLeavesTracingAsThePipesHaveIt) {

@@ -43,78 +43,38 @@ protected:
     CRefPtr<CAudioDeviceManager> manager;
 };
 
-// ---- The toast of a newly connected device
-
-TEST_F(AudioDeviceTest, OnlyTheFirstLookAtAStartUpEndpointIsFreeOfAToast) {
-    NewDeviceToastRecorder toasts;
-    CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
-    EXPECT_TRUE(speakers->IsActive.value());
-    EXPECT_THAT(toasts.Shown(), IsEmpty());
-    EXPECT_TRUE(speakers->ShowNewDeviceToast);
-
-    SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
-    SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
-
-    // While that toast is still offered, a reconnection offers no second one.
-    SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
-    SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
-
-    toasts.AnswerAll();
-    SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
-    SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers, kSpeakers));
-}
+// ---- State, and the toast of a newly connected device
 
 TEST_F(AudioDeviceTest, AnEndpointBackWithinTwoSecondsOfAResumeIsNoConnection) {
     NewDeviceToastRecorder toasts;
     CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers, DEVICE_STATE_UNPLUGGED);
     ASSERT_FALSE(speakers->IsActive.value());
 
+    // A suspend is remembered, but only a resume holds the toast back.
+    Clock().AdvanceClock(kOneSecond);
+    Power().Suspend();
+    Settle();
+    EXPECT_EQ(speakers->LastSuspendTime, Clock().NowTicks.load());
+    EXPECT_EQ(speakers->LastResumeTime, 0u);
+    SetState(kSpeakers, DEVICE_STATE_ACTIVE);
+    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
+    toasts.AnswerAll();
+    SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
+
     Power().Resume();
     Settle();
-    const uint64_t resumedAt = Clock().NowTicks.load();
-    EXPECT_EQ(speakers->LastResumeTime, resumedAt);
-
+    EXPECT_EQ(speakers->LastResumeTime, Clock().NowTicks.load());
     Clock().AdvanceClock(kOneSecond * 3 / 2);
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
     EXPECT_TRUE(speakers->IsActive.value());
-    EXPECT_THAT(toasts.Shown(), IsEmpty());
+    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
     // Held back for that one activation only.
     EXPECT_TRUE(speakers->ShowNewDeviceToast);
 
     SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
     Clock().AdvanceClock(kOneSecond / 2);  // exactly two seconds after the resume
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
-}
-
-TEST_F(AudioDeviceTest, ASuspendIsRememberedButChangesNothing) {
-    NewDeviceToastRecorder toasts;
-    CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers, DEVICE_STATE_UNPLUGGED);
-    Clock().AdvanceClock(kOneSecond);
-    Power().Suspend();
-    Settle();
-    EXPECT_EQ(speakers->LastSuspendTime, Clock().NowTicks.load());
-    EXPECT_EQ(speakers->LastResumeTime, 0u);
-    EXPECT_FALSE(speakers->IsActive.value());
-
-    // Only a resume holds the toast back.
-    SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
-}
-
-TEST_F(AudioDeviceTest, ARepeatedActiveStateRunsNoHandler) {
-    NewDeviceToastRecorder toasts;
-    CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
-    PropertyWatcher isActive(speakers->IsActive);
-    SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_TRUE(speakers->IsActive.value());
-    EXPECT_EQ(isActive.changingCalls, 0);
-    EXPECT_THAT(isActive.values, IsEmpty());
-    EXPECT_THAT(toasts.Shown(), IsEmpty());
-    EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_ACTIVE\n"), 1u);
+    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers, kSpeakers));
 }
 
 TEST_F(AudioDeviceTest, AStateEventOfAnotherEndpointChangesNothing) {
@@ -134,20 +94,38 @@ TEST_F(AudioDeviceTest, AStateEventOfAnotherEndpointChangesNothing) {
     EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_"), 0u);
 }
 
-TEST_F(AudioDeviceTest, EachStateTakesTheDeviceWhereTheTableSays) {
+TEST_F(AudioDeviceTest, EachStateTakesTheDeviceWhereTheTableSaysAndAReconnectionToasts) {
+    NewDeviceToastRecorder toasts;
     CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
     PropertyWatcher isActive(speakers->IsActive);
+    // Only the first look at a start-up endpoint is free of a toast.
+    EXPECT_TRUE(speakers->IsActive.value());
+    EXPECT_THAT(toasts.Shown(), IsEmpty());
+    // This machine has no default output: only logged.
+    EXPECT_FALSE(speakers->IsDefaultEndpoint.value());
+    EXPECT_TRUE(h.Traced(L"Failed to receive default audio endpoint with error code -2147023728.\n"));
     h.ClearTrace();
+
+    // A repeated active state runs no handler.
+    SetState(kSpeakers, DEVICE_STATE_ACTIVE);
+    EXPECT_EQ(isActive.changingCalls, 0);
+    EXPECT_THAT(toasts.Shown(), IsEmpty());
 
     SetState(kSpeakers, DEVICE_STATE_DISABLED);
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
+    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
+    // While that toast is still offered, a reconnection offers no second one.
     SetState(kSpeakers, DEVICE_STATE_NOTPRESENT);
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
+    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
+    toasts.AnswerAll();
     SetState(kSpeakers, 0x10);  // a state of no name changes nothing
     SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
-    EXPECT_THAT(isActive.values, ElementsAre(false, true, false, true, false));
+    SetState(kSpeakers, DEVICE_STATE_ACTIVE);
+    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers, kSpeakers));
+    EXPECT_THAT(isActive.values, ElementsAre(false, true, false, true, false, true));
     // The disabled state keeps its old misleading text.
-    EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_ACTIVE\n"), 3u);
+    EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_ACTIVE\n"), 5u);
     EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_NOTPRESENT\n"), 1u);
     EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_UNPLUGGED\n"), 1u);
     EXPECT_EQ(TraceCount(L"State = <Unknown>\n"), 1u);
@@ -169,52 +147,53 @@ TEST_F(AudioDeviceTest, TheFourValuesAreReadWhenTheEndpointIsActive) {
     EXPECT_EQ(speakers->ContentTypeName.value(), L"Movie");
     EXPECT_TRUE(speakers->HasAutoPreset.value());
     EXPECT_TRUE(speakers->EnableAutoPreset.value());
-    EXPECT_TRUE(h.Traced(L"HasAutoPreset = 7.\n"));
 
     // Any event of the own endpoint re-reads all four, whatever its key.
     ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_Device_FriendlyName, SimPropertyString(L"Desk")));
     ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_EnableAutoPreset, SimPropertyUi4(0)));
     Settle();
     EXPECT_FALSE(speakers->EnableAutoPreset.value());
+
+    // Inactive, the device keeps its values, and the store stays open: a
+    // property event still re-reads it.
+    SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
+    EXPECT_EQ(speakers->AutoPresetFeatureMode.value(), 1u);
+    SetProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyUi4(2));
+    EXPECT_FALSE(speakers->IsActive.value());
+    EXPECT_EQ(speakers->AutoPresetFeatureMode.value(), 2u);
 }
 
-TEST_F(AudioDeviceTest, ValuesOfTheWrongTypeReadAsNothing) {
+TEST_F(AudioDeviceTest, ValuesOfTheWrongTypeMissingOrUnreadableReadAsNothing) {
     CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
     SetProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyUi4(1));
     SetProperty(kSpeakers, PKEY_AudioContentType_EFX, SimPropertyString(L"Voice"));
     SetProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyUi4(1));
+    SetProperty(kSpeakers, PKEY_EnableAutoPreset, SimPropertyUi4(1));
     ASSERT_EQ(speakers->AutoPresetFeatureMode.value(), 1u);
-    ASSERT_TRUE(speakers->HasAutoPreset.value());
+    ASSERT_TRUE(speakers->EnableAutoPreset.value());
 
     SetProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyOfType(VT_I4, 1));
     EXPECT_EQ(speakers->AutoPresetFeatureMode.value(), 0u);
     EXPECT_TRUE(h.Traced(L"Invalid type for PKEY_AutoPresetFeatureMode value received: 3.\n"));
-
     SetProperty(kSpeakers, PKEY_AudioContentType_EFX, SimPropertyUi4(2));
     EXPECT_EQ(speakers->ContentTypeName.value(), L"");
     EXPECT_TRUE(h.Traced(L"Invalid type for PKEY_AudioContentType_EFX value received: 19.\n"));
 
-    // The raw bits are logged even when the type is wrong.
-    SetProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyOfType(VT_BOOL, 0xFFFF));
-    EXPECT_FALSE(speakers->HasAutoPreset.value());
-    EXPECT_TRUE(h.Traced(L"Invalid type for PKEY_HasAutoPreset value received: 11.\n"));
-    EXPECT_TRUE(h.Traced(L"HasAutoPreset = 65535.\n"));
-}
-
-TEST_F(AudioDeviceTest, WithoutHasAutoPresetTheEnableFlagIsNotEvenRead) {
-    CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
-    SetProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyUi4(1));
-    SetProperty(kSpeakers, PKEY_EnableAutoPreset, SimPropertyUi4(1));
-    ASSERT_TRUE(speakers->EnableAutoPreset.value());
-
-    // One re-read: mode, content type, HasAutoPreset, and no fourth read.
+    // Without HasAutoPreset the enable flag is not even read: one re-read is
+    // mode, content type, HasAutoPreset, and no fourth read.
     const uint64_t readsBefore = Audio().CallCount(L"IPropertyStore::GetValue", kSpeakers);
     SetProperty(kSpeakers, PKEY_HasAutoPreset, PROPVARIANT{});
     EXPECT_EQ(Audio().CallCount(L"IPropertyStore::GetValue", kSpeakers) - readsBefore, 3u);
     EXPECT_FALSE(speakers->HasAutoPreset.value());
     EXPECT_FALSE(speakers->EnableAutoPreset.value());
+    // The raw bits are logged even when the type is wrong.
+    SetProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyOfType(VT_BOOL, 0xFFFF));
+    EXPECT_FALSE(speakers->HasAutoPreset.value());
+    EXPECT_TRUE(h.Traced(L"Invalid type for PKEY_HasAutoPreset value received: 11.\n"));
+    EXPECT_TRUE(h.Traced(L"HasAutoPreset = 65535.\n"));
 
-    // A failed read of it is no different from a missing one.
+    // A failed read is no different from a missing value.
+    SetProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyUi4(1));
     SetProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyUi4(1));
     ASSERT_TRUE(speakers->EnableAutoPreset.value());
     Audio().Fail(L"IPropertyStore::GetValue", E_FAIL, kSpeakers);
@@ -244,17 +223,6 @@ TEST_F(AudioDeviceTest, WithoutAStoreEveryPropertyEventIsLoggedAndChangesNothing
     EXPECT_FALSE(speakers->HasAutoPreset.value());
     EXPECT_FALSE(speakers->EnableAutoPreset.value());
     EXPECT_EQ(Audio().CallCount(L"IPropertyStore::GetValue", kSpeakers), 0u);
-}
-
-TEST_F(AudioDeviceTest, AnInactiveEndpointKeepsItsValuesAndStillRereadsThem) {
-    CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
-    SetProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyUi4(1));
-    SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
-    EXPECT_EQ(speakers->AutoPresetFeatureMode.value(), 1u);
-    // The store stays open while inactive, and a property event re-reads it.
-    SetProperty(kSpeakers, PKEY_AutoPresetFeatureMode, SimPropertyUi4(2));
-    EXPECT_FALSE(speakers->IsActive.value());
-    EXPECT_EQ(speakers->AutoPresetFeatureMode.value(), 2u);
 }
 
 // ---- The default endpoint
@@ -290,12 +258,6 @@ TEST_F(AudioDeviceTest, OnlyTheMultimediaRoleOfTheOutputMakesTheDefault) {
     EXPECT_TRUE(headphones->IsDefaultEndpoint.value());
     EXPECT_FALSE(microphone->IsDefaultEndpoint.value());
     EXPECT_TRUE(h.Traced(L"defaultEndpointId = " + kSpeakers + L", flow = 0, role = 0\n"));
-}
-
-TEST_F(AudioDeviceTest, NoDefaultEndpointAtStartIsOnlyLogged) {
-    CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
-    EXPECT_FALSE(speakers->IsDefaultEndpoint.value());
-    EXPECT_TRUE(h.Traced(L"Failed to receive default audio endpoint with error code -2147023728.\n"));
 }
 
 // ---- Resolution and the rebuild in place

@@ -81,7 +81,30 @@ private:
     CRefPtr<IAsyncActionDispatcher> m_target;
 };
 
-class NotificationClientTest : public ModelTest {
+// Makes a client on the dispatcher with the receiver registered and hands its
+// only reference to the dispatcher, which lets go of it inside the client's
+// next platform callback, as that posts.
+template <class Client>
+void ReleaseInItsNextCallback(const CRefPtr<HookedDispatcher>& dispatcher,
+                              const CRefPtr<IMMDeviceEnumerator>& enumerator,
+                              const CRefPtr<ITraceFuncCallTarget>& trace, FakeReceiver* receiver) {
+    CRefPtr<Client> own;
+    own.Attach(new Client(enumerator, dispatcher, trace));
+    own->RegisterReceiver(receiver);
+    auto last = std::make_shared<std::atomic<Client*>>(own.Detach());
+    dispatcher->Hook = [last] {
+        if (Client* client = last->exchange(nullptr)) client->Release();
+    };
+}
+
+// Receivers that write into one log.
+class ReceiverTest : public ModelTest {
+protected:
+    CRefPtr<FakeReceiver> NewReceiver(const std::wstring& name) { return MakeRef<FakeReceiver>(name, log); }
+    std::shared_ptr<ReceiverLog> log = std::make_shared<ReceiverLog>();
+};
+
+class NotificationClientTest : public ReceiverTest {
 protected:
     void SetUp() override {
         ASSERT_TRUE(Audio().AddEndpoint(kSpeakers, eRender));
@@ -94,9 +117,6 @@ protected:
         client = nullptr;
         ASSERT_TRUE(h.RunUntil([&] { return Audio().EndpointClientCount() == 0; }));
     }
-    CRefPtr<FakeReceiver> NewReceiver(const std::wstring& name) { return MakeRef<FakeReceiver>(name, log); }
-
-    std::shared_ptr<ReceiverLog> log = std::make_shared<ReceiverLog>();
     CRefPtr<IMMDeviceEnumerator> enumerator;
     CRefPtr<CMMNotificationClient> client;
 };
@@ -111,6 +131,9 @@ TEST_F(NotificationClientTest, EventsReachEveryReceiverOnTheMainThreadInOrder) {
     ASSERT_TRUE(Audio().SetEndpointState(kSpeakers, DEVICE_STATE_UNPLUGGED));
     ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyUi4(1)));
     ASSERT_TRUE(Audio().RemoveEndpoint(kHeadphones));
+    // A default without an id is only logged.
+    ASSERT_TRUE(Audio().SetDefaultEndpoint(eRender, eMultimedia, L""));
+    ASSERT_TRUE(Audio().SetDefaultEndpoint(eRender, eMultimedia, kSpeakers));
     Settle();
 
     // The order among receivers is the table's; each one's own is the
@@ -118,94 +141,60 @@ TEST_F(NotificationClientTest, EventsReachEveryReceiverOnTheMainThreadInOrder) {
     std::vector<std::wstring> firstCalls, secondCalls;
     for (const auto& call : log->calls) (call.starts_with(L"first") ? firstCalls : secondCalls).push_back(call);
     EXPECT_THAT(firstCalls, ElementsAre(L"first: state " + kSpeakers + L" 8", L"first: property " + kSpeakers + L" 0",
-                                        L"first: removed " + kHeadphones));
-    EXPECT_EQ(secondCalls.size(), 3u);
+                                        L"first: removed " + kHeadphones, L"first: default 0 1 " + kSpeakers));
+    EXPECT_EQ(secondCalls.size(), 4u);
     for (const auto& thread : log->threads) EXPECT_EQ(thread, std::this_thread::get_id());
     EXPECT_TRUE(h.Traced(L"EndpointId = " + kSpeakers + L", dwNewState = 8 (DEVICE_STATE_UNPLUGGED)\n"));
-}
-
-TEST_F(NotificationClientTest, AnEventWithoutAnIdIsLoggedAndGoesToNoReceiver) {
-    auto receiver = NewReceiver(L"r");
-    client->RegisterReceiver(receiver.get());
-
-    ASSERT_TRUE(Audio().SetDefaultEndpoint(eRender, eMultimedia, L""));
-    Settle();
-    EXPECT_THAT(log->calls, IsEmpty());
     EXPECT_TRUE(h.Traced(L"flow = 0, role = 1\n"));
-
-    ASSERT_TRUE(Audio().SetDefaultEndpoint(eRender, eMultimedia, kSpeakers));
-    Settle();
-    EXPECT_THAT(log->calls, ElementsAre(L"r: default 0 1 " + kSpeakers));
 }
 
-TEST_F(NotificationClientTest, AReceiverThatDiedMeanwhileIsSkipped) {
+TEST_F(NotificationClientTest, AReceiverThatDiedOrUnregisteredMeanwhileIsSkipped) {
     auto survivor = NewReceiver(L"survivor");
     auto doomed = NewReceiver(L"doomed");
+    auto leaving = NewReceiver(L"leaving");
     client->RegisterReceiver(survivor.get());
     client->RegisterReceiver(doomed.get());
+    client->RegisterReceiver(leaving.get());
     CWeakRefPtr<FakeReceiver> watch(doomed);
 
     ASSERT_TRUE(Audio().SetEndpointState(kSpeakers, DEVICE_STATE_DISABLED));
-    ASSERT_TRUE(Audio().WaitUntilDelivered());
-    // Both actions are queued now; one receiver goes before they run. It
-    // never unregistered: the client holds it only weakly.
-    doomed = nullptr;
-    ASSERT_FALSE(watch.Lock());
-    Settle();
-    EXPECT_THAT(log->calls, ElementsAre(L"survivor: state " + kSpeakers + L" 2"));
-    EXPECT_EQ(client->ReceiverCount(), 2u);
-}
-
-TEST_F(NotificationClientTest, UnregisteringCancelsWhatWasPostedToTheReceiver) {
-    auto receiver = NewReceiver(L"r");
-    client->RegisterReceiver(receiver.get());
-    ASSERT_TRUE(Audio().SetEndpointState(kSpeakers, DEVICE_STATE_DISABLED));
     ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_HasAutoPreset, SimPropertyUi4(1)));
     ASSERT_TRUE(Audio().WaitUntilDelivered());
-
-    // Alive, and its actions already queued: only the cancel keeps them off.
-    client->UnregisterReceiver(receiver.get());
-    EXPECT_EQ(client->ReceiverCount(), 0u);
+    // The actions are queued now. One receiver goes before they run; it never
+    // unregistered: the client holds it only weakly. Another one, alive,
+    // unregisters: only the cancel keeps its actions off.
+    doomed = nullptr;
+    ASSERT_FALSE(watch.Lock());
+    client->UnregisterReceiver(leaving.get());
+    EXPECT_EQ(client->ReceiverCount(), 2u);
     Settle();
-    EXPECT_THAT(log->calls, IsEmpty());
+    EXPECT_THAT(log->calls,
+                ElementsAre(L"survivor: state " + kSpeakers + L" 2", L"survivor: property " + kSpeakers + L" 0"));
 }
 
-TEST_F(NotificationClientTest, ARegistrationCountsAndNeedsAsManyUnregistrations) {
+TEST_F(NotificationClientTest, ARegistrationCountsOnceAndOneDuringADispatchGetsNothingOfThatEvent) {
     auto receiver = NewReceiver(L"r");
     client->RegisterReceiver(receiver.get());
     client->RegisterReceiver(receiver.get());
     EXPECT_EQ(client->ReceiverCount(), 1u);
-
     client->UnregisterReceiver(receiver.get());
-    EXPECT_EQ(client->ReceiverCount(), 1u);
+    EXPECT_EQ(client->ReceiverCount(), 1u) << "as many unregistrations as registrations";
+
+    // Another one registers while the event is dispatched.
+    auto late = NewReceiver(L"late");
+    receiver->During = [&] {
+        if (client->ReceiverCount() == 1) client->RegisterReceiver(late.get());
+    };
     ASSERT_TRUE(Audio().SetEndpointState(kSpeakers, DEVICE_STATE_DISABLED));
     Settle();
     // One entry, so one delivery, however often it registered.
     EXPECT_THAT(log->calls, ElementsAre(L"r: state " + kSpeakers + L" 2"));
 
     client->UnregisterReceiver(receiver.get());
-    EXPECT_EQ(client->ReceiverCount(), 0u);
+    EXPECT_EQ(client->ReceiverCount(), 1u);
     ASSERT_TRUE(Audio().SetEndpointState(kSpeakers, DEVICE_STATE_ACTIVE));
     Settle();
-    EXPECT_EQ(log->calls.size(), 1u);
-}
-
-TEST_F(NotificationClientTest, AReceiverRegisteredDuringADispatchGetsNothingOfThatEvent) {
-    auto early = NewReceiver(L"early");
-    auto late = NewReceiver(L"late");
-    client->RegisterReceiver(early.get());
-    early->During = [&] {
-        if (client->ReceiverCount() == 1) client->RegisterReceiver(late.get());
-    };
-
-    ASSERT_TRUE(Audio().SetEndpointState(kSpeakers, DEVICE_STATE_DISABLED));
-    Settle();
-    EXPECT_THAT(log->calls, ElementsAre(L"early: state " + kSpeakers + L" 2"));
-
-    ASSERT_TRUE(Audio().SetEndpointState(kSpeakers, DEVICE_STATE_ACTIVE));
-    Settle();
-    EXPECT_EQ(log->calls.size(), 3u);
-    EXPECT_THAT(log->calls, ::testing::Contains(L"late: state " + kSpeakers + L" 1"));
+    EXPECT_THAT(log->calls, ElementsAre(L"r: state " + kSpeakers + L" 2", L"late: state " + kSpeakers + L" 1"));
 }
 
 TEST_F(NotificationClientTest, AFailedRegistrationLeavesAWorkingClient) {
@@ -236,23 +225,14 @@ TEST_F(NotificationClientTest, TheClientAnswersOnlyItsOwnInterfaces) {
 // callbacks: the callback must return, and the client must still leave the
 // platform, from a thread of its own, and only after that callback is over.
 TEST_F(NotificationClientTest, TheLastReleaseInsideACallbackDoesNotDeadlock) {
+    // The dispatcher outlives the client: the release runs inside its Post.
     auto hooked = MakeRef<HookedDispatcher>(h.dispatcher);
-    std::atomic<CMMNotificationClient*> toRelease{nullptr};
-    hooked->Hook = [&] {
-        if (CMMNotificationClient* last = toRelease.exchange(nullptr)) last->Release();
-    };
     auto receiver = NewReceiver(L"r");
-    {
-        CRefPtr<CMMNotificationClient> own;
-        own.Attach(new CMMNotificationClient(enumerator, hooked, h.trace));
-        own->RegisterReceiver(receiver.get());
-        toRelease = own.Detach();
-    }
+    ReleaseInItsNextCallback<CMMNotificationClient>(hooked, enumerator, h.trace, receiver.get());
     ASSERT_EQ(Audio().EndpointClientCount(), 2u);
 
     ASSERT_TRUE(Audio().SetEndpointState(kSpeakers, DEVICE_STATE_DISABLED));
     EXPECT_TRUE(Audio().WaitUntilDelivered(std::chrono::seconds(10)));
-    EXPECT_EQ(toRelease.load(), nullptr);
     EXPECT_TRUE(h.RunUntil([&] { return Audio().EndpointClientCount() == 1; }));
     EXPECT_TRUE(h.Traced(L"RefCount == 0\n"));
 
@@ -265,11 +245,7 @@ TEST_F(NotificationClientTest, TheLastReleaseInsideACallbackDoesNotDeadlock) {
 
 // ---- The power client
 
-class PowerClientTest : public ModelTest {
-protected:
-    CRefPtr<FakeReceiver> NewReceiver(const std::wstring& name) { return MakeRef<FakeReceiver>(name, log); }
-    std::shared_ptr<ReceiverLog> log = std::make_shared<ReceiverLog>();
-};
+class PowerClientTest : public ReceiverTest {};
 
 TEST_F(PowerClientTest, PowerEventsOfEveryTypeReachTheReceivers) {
     CRefPtr<CSuspendResumeNotificationClient> client;
@@ -306,18 +282,8 @@ TEST_F(PowerClientTest, AFailedRegistrationIsNotUndoneAtTheEnd) {
 
 TEST_F(PowerClientTest, TheLastReleaseInsideACallbackDoesNotDeadlock) {
     auto hooked = MakeRef<HookedDispatcher>(h.dispatcher);
-    std::atomic<CSuspendResumeNotificationClient*> toRelease{nullptr};
-    hooked->Hook = [&] {
-        if (CSuspendResumeNotificationClient* last = toRelease.exchange(nullptr)) last->Release();
-    };
     auto receiver = NewReceiver(L"r");
-    {
-        CRefPtr<CSuspendResumeNotificationClient> own;
-        own.Attach(new CSuspendResumeNotificationClient(nullptr, hooked, h.trace));
-        own->RegisterReceiver(receiver.get());
-        toRelease = own.Detach();
-    }
-
+    ReleaseInItsNextCallback<CSuspendResumeNotificationClient>(hooked, nullptr, h.trace, receiver.get());
     Power().Suspend();
     EXPECT_TRUE(Power().WaitUntilDelivered(std::chrono::seconds(10)));
     EXPECT_TRUE(h.RunUntil([&] { return Power().RegistrationCount() == 0; }));

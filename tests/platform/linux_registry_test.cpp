@@ -74,7 +74,15 @@ protected:
     CRefPtr<CLinuxRegistry> registry;
 };
 
-TEST_F(LinuxRegistryTest, WritesLandInTheRootsFileAndNothingElseIsLeftBehind) {
+TEST_F(LinuxRegistryTest, NothingIsWrittenBeforeTheFirstChangeWhichLandsInTheRootsFileAlone) {
+    std::vector<uint8_t> data;
+    EXPECT_EQ(Get(LM, L"Software", L"x", data), ERROR_FILE_NOT_FOUND);
+    EXPECT_FALSE(fs::exists(directory));
+    CRefPtr<IRegistryKey> key;
+    ASSERT_EQ(registry->RegCreateKeyEx(LM, L"", 0, kKeyAllAccessNoSync, key), 0u);
+    EXPECT_FALSE(fs::exists(directory / "HKEY_LOCAL_MACHINE.json")) << "opening an existing key with create wrote";
+    ASSERT_EQ(registry->RegCreateKeyEx(LM, L"Software\\New", 0, kKeyAllAccessNoSync, key), 0u);
+
     std::vector<uint8_t> path = WideToUtf16Le(L"/home/u/x.json");
     path.insert(path.end(), {0, 0});
     ASSERT_EQ(Set(CU, L"Software\\Google\\Chrome\\NativeMessagingHosts\\com.q", L"", kRegSz, path), 0u);
@@ -83,7 +91,8 @@ TEST_F(LinuxRegistryTest, WritesLandInTheRootsFileAndNothingElseIsLeftBehind) {
     EXPECT_EQ(nlohmann::json::parse(ReadText(directory / "HKEY_CURRENT_USER.json")),
               (nlohmann::json{{"Software\\Google\\Chrome\\NativeMessagingHosts\\com.q", {{"", "/home/u/x.json"}}}}));
     EXPECT_EQ(nlohmann::json::parse(ReadText(directory / "HKEY_LOCAL_MACHINE.json")),
-              (nlohmann::json{{"Software\\Quorvane\\Logging\\APO", {{"MIRADO", 1}}}}));
+              (nlohmann::json{{"Software\\New", nlohmann::json::object()},
+                              {"Software\\Quorvane\\Logging\\APO", {{"MIRADO", 1}}}}));
     for (const auto& entry : fs::directory_iterator(directory)) {
         const std::string name = entry.path().filename().string();
         EXPECT_TRUE(name == "HKEY_CURRENT_USER.json" || name == "HKEY_LOCAL_MACHINE.json" || name == ".lock") << name;
@@ -91,21 +100,8 @@ TEST_F(LinuxRegistryTest, WritesLandInTheRootsFileAndNothingElseIsLeftBehind) {
 
     // A fresh registry on the same directory, as the next run would be.
     registry = MakeRef<CLinuxRegistry>(directory.string());
-    std::vector<uint8_t> data;
     ASSERT_EQ(Get(CU, L"software\\google\\chrome\\nativemessaginghosts\\COM.Q", L"", data), 0u);
     EXPECT_EQ(data, path);
-}
-
-TEST_F(LinuxRegistryTest, MissingDirectoryIsAnEmptyRegistryUntilTheFirstWrite) {
-    std::vector<uint8_t> data;
-    EXPECT_EQ(Get(LM, L"Software", L"x", data), ERROR_FILE_NOT_FOUND);
-    EXPECT_FALSE(fs::exists(directory));
-    // Opening an existing key with create does not write.
-    CRefPtr<IRegistryKey> key;
-    ASSERT_EQ(registry->RegCreateKeyEx(LM, L"", 0, kKeyAllAccessNoSync, key), 0u);
-    EXPECT_FALSE(fs::exists(directory / "HKEY_LOCAL_MACHINE.json"));
-    ASSERT_EQ(registry->RegCreateKeyEx(LM, L"Software\\New", 0, kKeyAllAccessNoSync, key), 0u);
-    EXPECT_TRUE(nlohmann::json::parse(ReadText(directory / "HKEY_LOCAL_MACHINE.json")).contains("Software\\New"));
 }
 
 TEST_F(LinuxRegistryTest, HandEditsCountFromTheNextRead) {
@@ -113,8 +109,7 @@ TEST_F(LinuxRegistryTest, HandEditsCountFromTheNextRead) {
     CRefPtr<IRegistryKey> key;
     ASSERT_EQ(registry->RegOpenKeyEx(LM, L"Software\\Quorvane\\Logging\\APO", 0, kKeyRead, key), 0u);
 
-    WriteText(directory / "HKEY_LOCAL_MACHINE.json",
-              R"({"software\\quorvane\\logging\\apo": {"mirado": 1}})");
+    WriteText(directory / "HKEY_LOCAL_MACHINE.json", R"({"software\\quorvane\\logging\\apo": {"mirado": 1}})");
     uint32_t type = 0;
     std::vector<uint8_t> data;
     ASSERT_EQ(key->RegQueryValueEx(L"MIRADO", type, data), 0u);
@@ -189,38 +184,23 @@ TEST_F(LinuxRegistryTest, RewriteKeepsTheFilesPermissions) {
               fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read | fs::perms::others_read);
 }
 
-// Sets or clears environment variables for one test and puts them back.
-class ScopedEnvironment {
-public:
-    void Set(const char* name, const char* value) {
-        if (!m_saved.count(name)) {
-            const char* old = std::getenv(name);
-            m_saved[name] = old ? std::optional<std::string>(old) : std::nullopt;
-        }
-        if (value) {
-            ::setenv(name, value, 1);
-        } else {
-            ::unsetenv(name);
-        }
-    }
-    ~ScopedEnvironment() {
-        for (const auto& [name, value] : m_saved) Set(name.c_str(), value ? value->c_str() : nullptr);
-    }
-
-private:
-    std::map<std::string, std::optional<std::string>> m_saved;
-};
-
 TEST(LinuxRegistryDirectory, EnvironmentChoosesTheDirectory) {
-    ScopedEnvironment environment;
-    environment.Set("QUORVANE_REGISTRY_DIR", "/srv/reg");
+    std::map<std::string, std::optional<std::string>> saved;
+    auto set = [&](const char* name, const char* value) {
+        if (const char* old = std::getenv(name); !saved.count(name))
+            saved[name] = old ? std::optional<std::string>(old) : std::nullopt;
+        value ? ::setenv(name, value, 1) : ::unsetenv(name);
+    };
+    set("QUORVANE_REGISTRY_DIR", "/srv/reg");
     EXPECT_EQ(CLinuxRegistry::DefaultDirectory(), "/srv/reg");
-    environment.Set("QUORVANE_REGISTRY_DIR", nullptr);
-    environment.Set("XDG_CONFIG_HOME", "/cfg");
+    set("QUORVANE_REGISTRY_DIR", nullptr);
+    set("XDG_CONFIG_HOME", "/cfg");
     EXPECT_EQ(CLinuxRegistry::DefaultDirectory(), "/cfg/quorvane/registry");
-    environment.Set("XDG_CONFIG_HOME", "");
-    environment.Set("HOME", "/home/someone");
+    set("XDG_CONFIG_HOME", "");
+    set("HOME", "/home/someone");
     EXPECT_EQ(CLinuxRegistry::DefaultDirectory(), "/home/someone/.config/quorvane/registry");
+    for (const auto& [name, value] : saved)
+        value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
 }
 
 }  // namespace

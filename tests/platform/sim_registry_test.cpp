@@ -46,25 +46,16 @@ protected:
     CRefPtr<CSimRegistry> registry = platform->SimRegistry;
 };
 
-TEST_F(SimRegistryTest, IsThePlatformsRegistryPort) {
-    EXPECT_EQ(platform->Registry().get(), static_cast<IRegistry*>(registry.get()));
-}
-
-TEST_F(SimRegistryTest, KeysAndValueNamesMatchWithoutRegardToCase) {
+TEST_F(SimRegistryTest, KeysAndValueNamesMatchWithoutRegardToCaseAndMissingOnesAreFileNotFound) {
+    ASSERT_EQ(platform->Registry().get(), static_cast<IRegistry*>(registry.get()));
     registry->SetDword(LM, kApoKey, L"MIRADO", 7);
     CRefPtr<IRegistryKey> key = Open(LM, L"SOFTWARE\\quorvane\\logging\\Apo\\");
     ASSERT_TRUE(key);
     EXPECT_EQ(Query(*key, L"mirado"), std::make_pair(kRegDword, Dword(7)));
-    // The roots are apart.
-    Open(CU, kApoKey, 0, ERROR_FILE_NOT_FOUND);
-}
-
-TEST_F(SimRegistryTest, MissingKeysAndValuesAreFileNotFound) {
-    registry->CreateKey(LM, L"Software\\Present");
-    Open(LM, L"Software\\Absent", 0, ERROR_FILE_NOT_FOUND);
-    CRefPtr<IRegistryKey> key = Open(LM, L"Software\\Present");
     EXPECT_EQ(QueryError(*key, L"Nothing"), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(QueryError(*key, L""), ERROR_FILE_NOT_FOUND);
+    Open(LM, L"Software\\Absent", 0, ERROR_FILE_NOT_FOUND);
+    Open(CU, kApoKey, 0, ERROR_FILE_NOT_FOUND);  // the roots are apart
 }
 
 TEST_F(SimRegistryTest, CreateMakesTheParentsAndKeepsTheFirstSpelling) {
@@ -77,9 +68,10 @@ TEST_F(SimRegistryTest, CreateMakesTheParentsAndKeepsTheFirstSpelling) {
 
     EXPECT_TRUE(registry->KeyExists(CU, L"software\\google"));
     CRefPtr<IRegistryKey> again;
-    ASSERT_EQ(registry->RegCreateKeyEx(CU, L"software\\GOOGLE\\chrome\\nativemessaginghosts\\COM.QUORVANE.CONTENTCLASSIFIER",
-                                       kRegOptionOpenLink, kKeyAllAccessNoSync, again),
-              0u);
+    ASSERT_EQ(
+        registry->RegCreateKeyEx(CU, L"software\\GOOGLE\\chrome\\nativemessaginghosts\\COM.QUORVANE.CONTENTCLASSIFIER",
+                                 kRegOptionOpenLink, kKeyAllAccessNoSync, again),
+        0u);
     EXPECT_EQ(Query(*again, L""), std::make_pair(kRegSz, path));
     auto stored = registry->GetValue(CU, hostKey, L"");
     ASSERT_TRUE(stored);

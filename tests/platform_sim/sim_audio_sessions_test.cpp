@@ -1,5 +1,5 @@
-// The simulated sessions: what enumeration and notification show, the
-// session's own reads, and the events of a session.
+// The simulated sessions: what enumeration and notification show, their
+// identifiers, and the events of a session.
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -27,14 +27,25 @@ protected:
         ASSERT_EQ(device->Activate(IID_IAudioSessionManager2, CLSCTX_ALL, manager), S_OK);
     }
 
-    std::vector<std::wstring> Enumerate() {
-        std::vector<std::wstring> ids;
+    // The sessions that enumeration shows now, in its order.
+    std::vector<CRefPtr<IAudioSessionControl>> Sessions() {
+        std::vector<CRefPtr<IAudioSessionControl>> controls;
         CRefPtr<IAudioSessionEnumerator> sessions;
         EXPECT_EQ(manager->GetSessionEnumerator(sessions), S_OK);
         int32_t count = 0;
         EXPECT_EQ(sessions->GetCount(count), S_OK);
-        for (int32_t i = 0; i < count; ++i) ids.push_back(InstanceOf(Session(sessions, i)));
+        for (int32_t i = 0; i < count; ++i) controls.push_back(Session(sessions, i));
+        return controls;
+    }
+    std::vector<std::wstring> Enumerate() {
+        std::vector<std::wstring> ids;
+        for (const auto& control : Sessions()) ids.push_back(InstanceOf(control));
         return ids;
+    }
+    CRefPtr<IAudioSessionControl> ControlOf(const std::wstring& instance) {
+        for (const auto& control : Sessions())
+            if (InstanceOf(control) == instance) return control;
+        return nullptr;
     }
     static CRefPtr<IAudioSessionControl> Session(const CRefPtr<IAudioSessionEnumerator>& sessions, int32_t index) {
         CRefPtr<IAudioSessionControl> control;
@@ -51,50 +62,28 @@ protected:
         EXPECT_EQ(Control2(control)->GetSessionInstanceIdentifier(id), S_OK);
         return id;
     }
-    CRefPtr<IAudioSessionControl> ControlOf(const std::wstring& instance) {
-        CRefPtr<IAudioSessionEnumerator> sessions;
-        EXPECT_EQ(manager->GetSessionEnumerator(sessions), S_OK);
-        int32_t count = 0;
-        sessions->GetCount(count);
-        for (int32_t i = 0; i < count; ++i)
-            if (auto control = Session(sessions, i); InstanceOf(control) == instance) return control;
-        return nullptr;
-    }
 
     CRefPtr<CSimAudio> audio = MakeRef<CSimAudio>();
     CRefPtr<IAudioSessionManager2> manager;
 };
 
-TEST_F(SimAudioSessions, AnAnnouncedSessionIsNotifiedAndEnumeratedAsTheSameObject) {
+TEST_F(SimAudioSessions, AnAnnouncedSessionIsNotifiedAsTheEnumeratedObjectAndAQuietOneIsOnlyEnumerated) {
     auto notification = MakeRef<FakeSessionNotification>();
     ASSERT_EQ(manager->RegisterSessionNotification(notification.get()), S_OK);
+    std::wstring expired = audio->AddSession(kSpeakers, {.state = AudioSessionStateExpired, .announce = false});
     std::wstring id = audio->AddSession(kSpeakers, {.processId = 1200, .displayName = L"Player"});
     ASSERT_FALSE(id.empty());
     ASSERT_TRUE(audio->WaitUntilDelivered());
 
     EXPECT_THAT(notification->Log.Calls(), ElementsAre(L"created " + id));
     EXPECT_THAT(notification->Log.Threads(), Each(Ne(std::this_thread::get_id())));
-    EXPECT_THAT(Enumerate(), ElementsAre(id));
+    EXPECT_THAT(Enumerate(), ElementsAre(expired, id));
     ASSERT_EQ(notification->Sessions().size(), 1u);
     EXPECT_EQ(notification->Sessions()[0], ControlOf(id));
-    EXPECT_EQ(manager->UnregisterSessionNotification(notification.get()), S_OK);
-}
-
-TEST_F(SimAudioSessions, AQuietSessionIsOnlyFoundByEnumeration) {
-    auto notification = MakeRef<FakeSessionNotification>();
-    ASSERT_EQ(manager->RegisterSessionNotification(notification.get()), S_OK);
-    std::wstring expired = audio->AddSession(kSpeakers, {.state = AudioSessionStateExpired, .announce = false});
-    std::wstring active = audio->AddSession(kSpeakers, {.state = AudioSessionStateActive, .announce = false});
-    ASSERT_TRUE(audio->WaitUntilDelivered());
-    EXPECT_TRUE(notification->Log.Calls().empty());
-    EXPECT_THAT(Enumerate(), ElementsAre(expired, active));
-
     AudioSessionState state = AudioSessionStateInactive;
     ASSERT_EQ(ControlOf(expired)->GetState(state), S_OK);
     EXPECT_EQ(state, AudioSessionStateExpired);
-    ASSERT_EQ(ControlOf(active)->GetState(state), S_OK);
-    EXPECT_EQ(state, AudioSessionStateActive);
-    manager->UnregisterSessionNotification(notification.get());
+    EXPECT_EQ(manager->UnregisterSessionNotification(notification.get()), S_OK);
 }
 
 TEST_F(SimAudioSessions, AnEnumeratorKeepsTheSessionsOfItsMoment) {
@@ -113,50 +102,26 @@ TEST_F(SimAudioSessions, AnEnumeratorKeepsTheSessionsOfItsMoment) {
     EXPECT_EQ(Enumerate().size(), 1u);
 }
 
-TEST_F(SimAudioSessions, ASessionReadsWhatTheTestGaveIt) {
-    const GUID grouping{0x12345678, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
-    std::wstring id = audio->AddSession(kSpeakers, {.processId = 4711,
-                                                    .displayName = L"Film",
-                                                    .iconPath = L"C:\\film.ico",
-                                                    .groupingParam = grouping,
-                                                    .instanceIdentifier = L"instance-1",
-                                                    .sessionIdentifier = L"session-1"});
-    ASSERT_EQ(id, L"instance-1");
-    auto control = Control2(ControlOf(id));
-    std::wstring text;
-    uint32_t pid = 0;
-    GUID readGrouping{};
-    ASSERT_EQ(control->GetProcessId(pid), S_OK);
-    EXPECT_EQ(pid, 4711u);
-    ASSERT_EQ(control->GetDisplayName(text), S_OK);
-    EXPECT_EQ(text, L"Film");
-    ASSERT_EQ(control->GetIconPath(text), S_OK);
-    EXPECT_EQ(text, L"C:\\film.ico");
-    ASSERT_EQ(control->GetSessionIdentifier(text), S_OK);
-    EXPECT_EQ(text, L"session-1");
-    ASSERT_EQ(control->GetGroupingParam(readGrouping), S_OK);
-    EXPECT_EQ(readGrouping, grouping);
-    EXPECT_EQ(control->IsSystemSoundsSession(), S_FALSE);
-
-    std::wstring system = audio->AddSession(kSpeakers, {.isSystemSounds = true});
-    EXPECT_EQ(Control2(ControlOf(system))->IsSystemSoundsSession(), S_OK);
-    // An instance identifier names one session only.
+TEST_F(SimAudioSessions, IdentifiersAreTheGivenOnesOrMadeUpApartAndNameOneSessionOnly) {
+    std::wstring given =
+        audio->AddSession(kSpeakers, {.instanceIdentifier = L"instance-1", .sessionIdentifier = L"session-1"});
+    std::wstring a = audio->AddSession(kSpeakers, {.processId = 7});
+    std::wstring b = audio->AddSession(kSpeakers, {.processId = 7});
+    EXPECT_EQ(given, L"instance-1");
+    EXPECT_NE(a, b);
+    std::wstring sessionGiven, sessionA, sessionB;
+    Control2(ControlOf(given))->GetSessionIdentifier(sessionGiven);
+    Control2(ControlOf(a))->GetSessionIdentifier(sessionA);
+    Control2(ControlOf(b))->GetSessionIdentifier(sessionB);
+    EXPECT_EQ(sessionGiven, L"session-1");
+    EXPECT_FALSE(sessionA.empty());
+    EXPECT_NE(sessionA, sessionB);
     EXPECT_TRUE(audio->AddSession(kSpeakers, {.instanceIdentifier = L"instance-1"}).empty());
     EXPECT_TRUE(audio->AddSession(L"no such endpoint", {}).empty());
 }
 
-TEST_F(SimAudioSessions, MadeUpIdentifiersDifferForEverySession) {
-    std::wstring a = audio->AddSession(kSpeakers, {.processId = 7});
-    std::wstring b = audio->AddSession(kSpeakers, {.processId = 7});
-    EXPECT_NE(a, b);
-    std::wstring sa, sb;
-    Control2(ControlOf(a))->GetSessionIdentifier(sa);
-    Control2(ControlOf(b))->GetSessionIdentifier(sb);
-    EXPECT_FALSE(sa.empty());
-    EXPECT_NE(sa, sb);
-}
-
-TEST_F(SimAudioSessions, EventsReachTheRegisteredObjectsInOrderWithTheirValues) {
+TEST_F(SimAudioSessions, EventsReachTheRegisteredObjectsOfTheirSessionInOrderWithTheirValues) {
+    std::wstring other = audio->AddSession(kSpeakers, {});
     std::wstring id = audio->AddSession(kSpeakers, {});
     auto control = ControlOf(id);
     auto events = MakeRef<FakeSessionEvents>();
@@ -164,6 +129,8 @@ TEST_F(SimAudioSessions, EventsReachTheRegisteredObjectsInOrderWithTheirValues) 
     EXPECT_EQ(audio->SessionEventsCount(id), 1u);
 
     const GUID grouping{0xABCDEF01, 0x2345, 0x6789, {0xAB, 0xCD, 0xEF, 0, 1, 2, 3, 4}};
+    ASSERT_TRUE(audio->SetSessionState(other, AudioSessionStateActive));
+    EXPECT_FALSE(audio->SetSessionState(L"nobody", AudioSessionStateActive));
     ASSERT_TRUE(audio->SetSessionState(id, AudioSessionStateActive));
     ASSERT_TRUE(audio->SetSessionDisplayName(id, L"Talk"));
     ASSERT_TRUE(audio->SetSessionIconPath(id, L"talk.ico"));
@@ -189,7 +156,7 @@ TEST_F(SimAudioSessions, EventsReachTheRegisteredObjectsInOrderWithTheirValues) 
     EXPECT_EQ(control->UnregisterAudioSessionNotification(events.get()), S_OK);
 }
 
-TEST_F(SimAudioSessions, RegistrationsHoldAReferenceUntilUnregistered) {
+TEST_F(SimAudioSessions, RegistrationsHoldAReferenceUntilUnregisteredOrTheMachineGoes) {
     std::wstring id = audio->AddSession(kSpeakers, {});
     auto control = ControlOf(id);
     auto events = MakeRef<FakeSessionEvents>();
@@ -213,19 +180,14 @@ TEST_F(SimAudioSessions, RegistrationsHoldAReferenceUntilUnregistered) {
     EXPECT_EQ(manager->UnregisterSessionNotification(notification.get()), E_NOTFOUND);
     EXPECT_EQ(control->RegisterAudioSessionNotification(nullptr), E_POINTER);
     EXPECT_EQ(manager->RegisterSessionNotification(nullptr), E_POINTER);
-}
 
-TEST_F(SimAudioSessions, TheMachineGoingAwayReleasesWhatIsStillRegistered) {
-    std::wstring id = audio->AddSession(kSpeakers, {});
-    auto events = MakeRef<FakeSessionEvents>();
-    auto notification = MakeRef<FakeSessionNotification>();
-    uint32_t before = RefCount(events.get());
-    ASSERT_EQ(ControlOf(id)->RegisterAudioSessionNotification(events.get()), S_OK);
+    // The machine going away releases what is still registered.
+    ASSERT_EQ(control->RegisterAudioSessionNotification(events.get()), S_OK);
     ASSERT_EQ(manager->RegisterSessionNotification(notification.get()), S_OK);
     ASSERT_TRUE(audio->SetSessionState(id, AudioSessionStateActive));
     audio->Shutdown();
-    EXPECT_EQ(RefCount(events.get()), before);
-    EXPECT_EQ(RefCount(notification.get()), before);
+    EXPECT_EQ(RefCount(events.get()), eventsBefore);
+    EXPECT_EQ(RefCount(notification.get()), notificationBefore);
 }
 
 TEST_F(SimAudioSessions, RegisteringForEventsFailsWhileTheEndpointIsNotActiveOrTheSessionIsDisconnected) {
@@ -247,19 +209,6 @@ TEST_F(SimAudioSessions, RegisteringForEventsFailsWhileTheEndpointIsNotActiveOrT
     ASSERT_TRUE(audio->SetEndpointState(kSpeakers, DEVICE_STATE_DISABLED));
     std::wstring later = audio->AddSession(kSpeakers, {});
     EXPECT_EQ(ControlOf(later)->RegisterAudioSessionNotification(events.get()), AUDCLNT_E_DEVICE_INVALIDATED);
-}
-
-TEST_F(SimAudioSessions, EventsGoOnlyToTheSessionTheyConcern) {
-    std::wstring mine = audio->AddSession(kSpeakers, {});
-    std::wstring other = audio->AddSession(kSpeakers, {});
-    auto events = MakeRef<FakeSessionEvents>();
-    ASSERT_EQ(ControlOf(mine)->RegisterAudioSessionNotification(events.get()), S_OK);
-    ASSERT_TRUE(audio->SetSessionState(other, AudioSessionStateActive));
-    ASSERT_TRUE(audio->SetSessionState(mine, AudioSessionStateActive));
-    ASSERT_TRUE(audio->WaitUntilDelivered());
-    EXPECT_THAT(events->Log.Calls(), ElementsAre(L"state 1"));
-    EXPECT_FALSE(audio->SetSessionState(L"nobody", AudioSessionStateActive));
-    ControlOf(mine)->UnregisterAudioSessionNotification(events.get());
 }
 
 }  // namespace

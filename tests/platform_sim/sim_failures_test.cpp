@@ -14,7 +14,7 @@ namespace {
 const std::wstring kSpeakers = L"{0.0.0.00000000}.{speakers}";
 const std::wstring kHeadset = L"{0.0.0.00000000}.{headset}";
 
-TEST(SimFailures, ARuleForOneTargetLeavesTheOthersAloneAndOnceMeansOnce) {
+TEST(SimFailures, ATargetedRuleLeavesTheOthersAloneCountsDownAndTheLatestMatchingRuleWins) {
     CSimFailures failures({L"Op"});
     failures.Fail(L"Op", 5, L"a", 1);
     EXPECT_FALSE(failures.Enter(L"Op", {L"b"}));
@@ -22,10 +22,7 @@ TEST(SimFailures, ARuleForOneTargetLeavesTheOthersAloneAndOnceMeansOnce) {
     EXPECT_FALSE(failures.Enter(L"Op", {L"a"}));
     EXPECT_EQ(failures.CallCount(L"Op"), 3u);
     EXPECT_EQ(failures.CallCount(L"Op", L"a"), 2u);
-}
 
-TEST(SimFailures, TheLatestMatchingRuleWinsUntilCleared) {
-    CSimFailures failures({L"Op"});
     failures.Fail(L"Op", 1);
     failures.Fail(L"Op", 2, L"a", 2);
     EXPECT_EQ(failures.Enter(L"Op", {L"a"}), 2u);
@@ -56,15 +53,6 @@ protected:
     CRefPtr<IAudioSessionManager2> speakersManager;
 };
 
-TEST_F(SimAudioFailures, TheEnumeratorCanFailToBeCreated) {
-    CRefPtr<IMMDeviceEnumerator> enumerator;
-    audio->FailOnce(L"CreateDeviceEnumerator", E_ACCESSDENIED);
-    EXPECT_EQ(sim->CreateDeviceEnumerator(enumerator), E_ACCESSDENIED);
-    EXPECT_FALSE(enumerator);
-    EXPECT_EQ(sim->CreateDeviceEnumerator(enumerator), S_OK);
-    EXPECT_TRUE(enumerator);
-}
-
 TEST_F(SimAudioFailures, AnEndpointTargetedFailureHitsOnlyThatEndpoint) {
     audio->Fail(L"IMMDevice::OpenPropertyStore", E_FAIL, kSpeakers);
     CRefPtr<IPropertyStore> store;
@@ -78,12 +66,13 @@ TEST_F(SimAudioFailures, AnEndpointTargetedFailureHitsOnlyThatEndpoint) {
     EXPECT_EQ(audio->CallCount(L"IMMDevice::OpenPropertyStore"), 4u);
 }
 
-TEST_F(SimAudioFailures, EveryDeviceCallCanFail) {
+TEST_F(SimAudioFailures, EveryDeviceCallCanFailOnce) {
     const HRESULT code = static_cast<HRESULT>(0x8007001Fu);
     for (const wchar_t* op :
-         {L"IMMDevice::GetId", L"IMMDevice::GetState", L"IMMDevice::QueryInterface", L"IMMDevice::Activate",
-          L"IMMEndpoint::GetDataFlow", L"IPropertyStore::GetValue", L"IMMDeviceEnumerator::GetDevice",
-          L"IMMDeviceEnumerator::GetDefaultAudioEndpoint", L"IMMDeviceEnumerator::EnumAudioEndpoints"})
+         {L"CreateDeviceEnumerator", L"IMMDevice::GetId", L"IMMDevice::GetState", L"IMMDevice::QueryInterface",
+          L"IMMDevice::Activate", L"IMMEndpoint::GetDataFlow", L"IPropertyStore::GetValue",
+          L"IMMDeviceEnumerator::GetDevice", L"IMMDeviceEnumerator::GetDefaultAudioEndpoint",
+          L"IMMDeviceEnumerator::EnumAudioEndpoints"})
         audio->FailOnce(op, code);
     ASSERT_TRUE(audio->SetDefaultEndpoint(eRender, eMultimedia, kSpeakers));
 
@@ -94,6 +83,9 @@ TEST_F(SimAudioFailures, EveryDeviceCallCanFail) {
     CRefPtr<IPropertyStore> store;
     CRefPtr<IMMDevice> device;
     CRefPtr<IMMDeviceCollection> devices;
+    CRefPtr<IMMDeviceEnumerator> enumerator;
+    EXPECT_EQ(sim->CreateDeviceEnumerator(enumerator), code);
+    EXPECT_FALSE(enumerator);
     EXPECT_EQ(speakers->GetId(id), code);
     EXPECT_EQ(speakers->GetState(state), code);
     EXPECT_EQ(speakers->QueryInterface(endpoint), code);
@@ -111,7 +103,7 @@ TEST_F(SimAudioFailures, EveryDeviceCallCanFail) {
     PROPVARIANT value;
     EXPECT_EQ(store->GetValue(PKEY_HasAutoPreset, value), code);
 
-    // Each failed once only.
+    EXPECT_EQ(sim->CreateDeviceEnumerator(enumerator), S_OK);
     EXPECT_EQ(speakers->GetId(id), S_OK);
     EXPECT_EQ(audio->GetDefaultAudioEndpoint(eRender, eMultimedia, device), S_OK);
     EXPECT_EQ(endpoint->GetDataFlow(flow), S_OK);
@@ -173,19 +165,16 @@ TEST_F(SimAudioFailures, SessionRegistrationCanFailWithDeviceInvalidated) {
     EXPECT_EQ(audio->SessionNotificationCount(kSpeakers), 0u);
 }
 
-TEST_F(SimAudioFailures, AFailedEndpointRegistrationDeliversNothing) {
+TEST_F(SimAudioFailures, AFailedEndpointRegistrationDeliversNothingAndAFailedUnregistrationStillForgets) {
     auto client = MakeRef<FakeEndpointClient>();
     audio->FailOnce(L"IMMDeviceEnumerator::RegisterEndpointNotificationCallback", E_FAIL);
     EXPECT_EQ(audio->RegisterEndpointNotificationCallback(client.get()), E_FAIL);
     ASSERT_TRUE(audio->SetEndpointState(kSpeakers, DEVICE_STATE_DISABLED));
     ASSERT_TRUE(audio->WaitUntilDelivered());
     EXPECT_TRUE(client->Log.Calls().empty());
-}
 
-TEST_F(SimAudioFailures, AFailedEndpointUnregistrationStillForgetsTheClient) {
     // The model deletes its client after the call whatever it returned; a
     // simulation that kept calling it would crash the test, not the model.
-    auto client = MakeRef<FakeEndpointClient>();
     ASSERT_EQ(audio->RegisterEndpointNotificationCallback(client.get()), S_OK);
     audio->FailOnce(L"IMMDeviceEnumerator::UnregisterEndpointNotificationCallback", E_FAIL);
     EXPECT_EQ(audio->UnregisterEndpointNotificationCallback(client.get()), E_FAIL);

@@ -22,17 +22,24 @@ protected:
     FakePowerCallback callback;
 };
 
-TEST_F(SimPower, SuspendAndResumeArriveInOrderFromAnotherThread) {
-    HPOWERNOTIFY registration = 0;
-    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, registration), ERROR_SUCCESS);
-    EXPECT_NE(registration, 0u);
+TEST_F(SimPower, EachRegistrationHearsSuspendAndResumeInOrderFromAnotherThread) {
+    HPOWERNOTIFY first = 0, second = 0;
+    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, first), ERROR_SUCCESS);
+    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, second), ERROR_SUCCESS);
+    EXPECT_NE(first, 0u);
+    EXPECT_NE(first, second);
     power->Suspend();
+    ASSERT_TRUE(power->WaitUntilDelivered());
+    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"4"));
+
+    ASSERT_EQ(power->PowerUnregisterSuspendResumeNotification(first), ERROR_SUCCESS);
+    EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(first), ERROR_INVALID_HANDLE);
     power->Resume();
     power->SendPowerEvent(10);
     ASSERT_TRUE(power->WaitUntilDelivered());
-    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"18", L"10"));
+    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"4", L"18", L"10"));
     EXPECT_THAT(callback.Log.Threads(), Each(Ne(std::this_thread::get_id())));
-    EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(registration), ERROR_SUCCESS);
+    EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(second), ERROR_SUCCESS);
 }
 
 TEST_F(SimPower, UnregisteringWaitsForARunningCallbackAndNothingFollowsIt) {
@@ -71,22 +78,6 @@ TEST_F(SimPower, RegistrationCanFailAndUnknownHandlesAreRefused) {
     EXPECT_EQ(power->PowerRegisterSuspendResumeNotification(nullptr, registration), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(0), ERROR_INVALID_HANDLE);
     EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(12345), ERROR_INVALID_HANDLE);
-}
-
-TEST_F(SimPower, EachRegistrationIsItsOwn) {
-    HPOWERNOTIFY first = 0, second = 0;
-    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, first), ERROR_SUCCESS);
-    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, second), ERROR_SUCCESS);
-    EXPECT_NE(first, second);
-    power->Suspend();
-    ASSERT_TRUE(power->WaitUntilDelivered());
-    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"4"));
-    ASSERT_EQ(power->PowerUnregisterSuspendResumeNotification(first), ERROR_SUCCESS);
-    EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(first), ERROR_INVALID_HANDLE);
-    power->Resume();
-    ASSERT_TRUE(power->WaitUntilDelivered());
-    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"4", L"18"));
-    power->PowerUnregisterSuspendResumeNotification(second);
 }
 
 }  // namespace

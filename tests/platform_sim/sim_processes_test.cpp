@@ -2,6 +2,7 @@
 // children run by a handler of the test.
 #include <atomic>
 #include <future>
+#include <memory>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -32,36 +33,25 @@ protected:
         EXPECT_EQ(sim->SimSync->CreateEvent(event), ERROR_SUCCESS);
         return event;
     }
+    // What the wait's callback heard (whether the process ended) and on which thread.
+    std::future<std::pair<bool, std::thread::id>> WaitFor(const CRefPtr<IProcessHandle>& process,
+                                                          const CRefPtr<IEvent>& stop) {
+        auto called = std::make_shared<std::promise<std::pair<bool, std::thread::id>>>();
+        EXPECT_EQ(processes->WaitForProcessExit(process.get(), stop.get(),
+                                                [called](bool ended) {
+                                                    called->set_value({ended, std::this_thread::get_id()});
+                                                }),
+                  ERROR_SUCCESS);
+        return called->get_future();
+    }
 
     CRefPtr<CSimPlatform> sim = MakeRef<CSimPlatform>();
     CRefPtr<CSimProcesses> processes = sim->SimProcesses;
 };
 
-TEST_F(SimProcesses, AnOpenedProcessGivesItsImagePathAsWrittenAndItsTimes) {
-    const FILETIME created = FILETIME::FromTicks(133000000000001234ULL);
-    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\Program Files\\VLC\\VLC.exe", 4, created));
-    auto handle = Open(1200);
-    ASSERT_TRUE(handle);
-    EXPECT_EQ(handle->ProcessId(), 1200u);
-
-    std::wstring path;
-    ASSERT_EQ(handle->GetModuleFileNameEx(path), ERROR_SUCCESS);
-    EXPECT_EQ(path, L"C:\\Program Files\\VLC\\VLC.exe");
-
-    FILETIME creation, exit, kernel, user;
-    ASSERT_EQ(handle->GetProcessTimes(creation, exit, kernel, user), ERROR_SUCCESS);
-    EXPECT_EQ(creation, created);
-    EXPECT_EQ(exit, FILETIME{});
-
-    uint32_t code = 0;
-    ASSERT_EQ(handle->GetExitCodeProcess(code), ERROR_SUCCESS);
-    EXPECT_EQ(code, 259u);
-}
-
 TEST_F(SimProcesses, UnknownAndEndedProcessesCannotBeOpened) {
     CRefPtr<IProcessHandle> handle;
     EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, 999, handle), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(ERROR_INVALID_PARAMETER, 87u);
     ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
     ASSERT_TRUE(processes->ExitProcess(1200, 3));
     EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, 1200, handle), ERROR_INVALID_PARAMETER);
@@ -70,28 +60,38 @@ TEST_F(SimProcesses, UnknownAndEndedProcessesCannotBeOpened) {
 }
 
 TEST_F(SimProcesses, AReusedIdIsAnotherProcessAndOldHandlesKeepDescribingTheOldOne) {
-    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\old.exe"));
+    const FILETIME created = FILETIME::FromTicks(133000000000001234ULL);
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\Program Files\\VLC\\VLC.exe", 4, created));
     auto old = Open(1200);
+    ASSERT_TRUE(old);
+    EXPECT_EQ(old->ProcessId(), 1200u);
+    FILETIME creation, exit, kernel, user;
+    ASSERT_EQ(old->GetProcessTimes(creation, exit, kernel, user), ERROR_SUCCESS);
+    EXPECT_EQ(creation, created);
+    EXPECT_EQ(exit, FILETIME{});
+    uint32_t code = 0;
+    ASSERT_EQ(old->GetExitCodeProcess(code), ERROR_SUCCESS);
+    EXPECT_EQ(code, 259u) << "still active";
+
     EXPECT_FALSE(processes->StartProcess(1200, L"C:\\clash.exe"));  // the id is taken while it runs
     ASSERT_TRUE(processes->ExitProcess(1200, 7));
-    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\new.exe"));  // same clock: still a later creation
+    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\new.exe"));  // a later creation, whatever the clock says
     auto fresh = Open(1200);
 
-    FILETIME oldCreation, freshCreation, exit, kernel, user;
-    ASSERT_EQ(old->GetProcessTimes(oldCreation, exit, kernel, user), ERROR_SUCCESS);
+    FILETIME freshCreation;
+    ASSERT_EQ(old->GetProcessTimes(creation, exit, kernel, user), ERROR_SUCCESS);
     EXPECT_NE(exit, FILETIME{});
     ASSERT_EQ(fresh->GetProcessTimes(freshCreation, exit, kernel, user), ERROR_SUCCESS);
-    EXPECT_GT(freshCreation.Ticks(), oldCreation.Ticks());
+    EXPECT_GT(freshCreation.Ticks(), creation.Ticks());
+    EXPECT_EQ(processes->CreationTime(1200), freshCreation);
 
     std::wstring path;
     old->GetModuleFileNameEx(path);
-    EXPECT_EQ(path, L"C:\\old.exe");
+    EXPECT_EQ(path, L"C:\\Program Files\\VLC\\VLC.exe") << "as written";
     fresh->GetModuleFileNameEx(path);
     EXPECT_EQ(path, L"C:\\new.exe");
-    uint32_t code = 0;
     old->GetExitCodeProcess(code);
     EXPECT_EQ(code, 7u);
-    EXPECT_EQ(processes->CreationTime(1200), freshCreation);
 }
 
 TEST_F(SimProcesses, TheSnapshotListsRunningProcessesWithParentsAndFileNames) {
@@ -109,48 +109,27 @@ TEST_F(SimProcesses, TheSnapshotListsRunningProcessesWithParentsAndFileNames) {
     EXPECT_THAT(entries, ElementsAre(entry(100, 0, L"chrome.exe"), entry(104, 100, L"chrome.exe")));
 }
 
-TEST_F(SimProcesses, AnEndingProcessCallsTheWaitBackOnItsOwnThread) {
-    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
-    std::promise<std::pair<bool, std::thread::id>> called;
+TEST_F(SimProcesses, AWaitCallsBackOnItsOwnThreadWhenTheProcessEndsOrHasEndedOrTheStopEventIsSet) {
+    for (uint32_t pid : {1200u, 1300u, 1400u}) ASSERT_TRUE(processes->StartProcess(pid, L"C:\\a.exe"));
+    auto endedEarlier = Open(1300);
+    ASSERT_TRUE(processes->ExitProcess(1300));
     auto stop = NewEvent();
-    ASSERT_EQ(processes->WaitForProcessExit(Open(1200).get(), stop.get(),
-                                            [&](bool ended) {
-                                                called.set_value({ended, std::this_thread::get_id()});
-                                            }),
-              ERROR_SUCCESS);
-    auto result = called.get_future();
-    EXPECT_EQ(result.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    auto byExit = WaitFor(Open(1200), NewEvent());
+    auto byEarlierExit = WaitFor(endedEarlier, NewEvent());
+    auto byStop = WaitFor(Open(1400), stop);
 
+    ASSERT_EQ(byEarlierExit.wait_for(kLong), std::future_status::ready);
+    EXPECT_TRUE(byEarlierExit.get().first);
+    EXPECT_EQ(byExit.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     ASSERT_TRUE(processes->ExitProcess(1200));
-    ASSERT_EQ(result.wait_for(kLong), std::future_status::ready);
-    auto [ended, thread] = result.get();
+    stop->SetEvent();
+    ASSERT_EQ(byExit.wait_for(kLong), std::future_status::ready);
+    ASSERT_EQ(byStop.wait_for(kLong), std::future_status::ready);
+    auto [ended, thread] = byExit.get();
     EXPECT_TRUE(ended);
     EXPECT_NE(thread, std::this_thread::get_id());
-}
-
-TEST_F(SimProcesses, TheStopEventEndsTheWaitWithoutTheProcess) {
-    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
-    std::promise<bool> called;
-    auto stop = NewEvent();
-    ASSERT_EQ(processes->WaitForProcessExit(Open(1200).get(), stop.get(), [&](bool e) { called.set_value(e); }),
-              ERROR_SUCCESS);
-    stop->SetEvent();
-    auto result = called.get_future();
-    ASSERT_EQ(result.wait_for(kLong), std::future_status::ready);
-    EXPECT_FALSE(result.get());
-    EXPECT_TRUE(processes->IsRunning(1200));
-}
-
-TEST_F(SimProcesses, AWaitForAProcessThatHasEndedReturnsAtOnce) {
-    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
-    auto handle = Open(1200);
-    ASSERT_TRUE(processes->ExitProcess(1200));
-    std::promise<bool> called;
-    ASSERT_EQ(processes->WaitForProcessExit(handle.get(), NewEvent().get(), [&](bool e) { called.set_value(e); }),
-              ERROR_SUCCESS);
-    auto result = called.get_future();
-    ASSERT_EQ(result.wait_for(kLong), std::future_status::ready);
-    EXPECT_TRUE(result.get());
+    EXPECT_FALSE(byStop.get().first);
+    EXPECT_TRUE(processes->IsRunning(1400));
 }
 
 TEST_F(SimProcesses, AWaitThatCannotStartNeverCallsBack) {

@@ -38,17 +38,9 @@ protected:
     CRefPtr<CSimSync> sync = sim->SimSync;
 };
 
-TEST_F(SimSync, AnEventTimesOutUntilSetAndThenStaysSet) {
-    auto event = NewEvent();
-    EXPECT_EQ(Wait({event.get()}, 0), kWaitTimeout);
-    EXPECT_EQ(Wait({event.get()}, 30), kWaitTimeout);
-    event->SetEvent();
-    EXPECT_EQ(Wait({event.get()}, 0), kWaitObject0);
-    EXPECT_EQ(Wait({event.get()}, kWaitInfinite), kWaitObject0);
-}
-
-TEST_F(SimSync, AWaitGivesTheLowestSignalledIndexAndWakesWhenOneIsSet) {
+TEST_F(SimSync, AnEventStaysSetAndAWaitGivesTheLowestSignalledIndexWakingWhenOneIsSet) {
     auto a = NewEvent(), b = NewEvent(), c = NewEvent();
+    EXPECT_EQ(Wait({a.get()}, 30), kWaitTimeout);
     auto waiting = WaitElsewhere({a.get(), b.get(), c.get()});
     EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     c->SetEvent();
@@ -56,6 +48,7 @@ TEST_F(SimSync, AWaitGivesTheLowestSignalledIndexAndWakesWhenOneIsSet) {
     EXPECT_EQ(waiting.get(), kWaitObject0 + 2);
     b->SetEvent();
     EXPECT_EQ(Wait({a.get(), b.get(), c.get()}, 0), kWaitObject0 + 1);
+    EXPECT_EQ(Wait({c.get()}, kWaitInfinite), kWaitObject0);
 }
 
 TEST_F(SimSync, AMissingMutexCannotBeOpenedAndTheNameGoesWithTheLastHandle) {
@@ -102,12 +95,17 @@ TEST_F(SimSync, AStarterThatDiesLeavesAnAbandonedMutex) {
     EXPECT_TRUE(sync->MutexExists(kExit));
 }
 
-TEST_F(SimSync, AnUnownedOrReleasedMutexIsTakenAtOnce) {
+TEST_F(SimSync, AnUnownedMutexIsTakenAtOnceAndCreatingAnExistingOneOpensItWithoutTakingIt) {
     ASSERT_TRUE(sync->CreateExternalMutex(kExit, false));
     auto mutex = OpenMutex(kExit);
     EXPECT_EQ(Wait({mutex.get()}, 0), kWaitObject0);
     // An instance that finds the name taken hears so, and owns nothing.
     EXPECT_FALSE(sync->CreateExternalMutex(kExit, true));
+
+    ASSERT_TRUE(sync->CreateExternalMutex(L"held", true));
+    CRefPtr<INamedMutex> held;
+    ASSERT_EQ(sync->CreateMutex(L"held", true, held), ERROR_SUCCESS);
+    EXPECT_EQ(Wait({held.get()}, 0), kWaitTimeout);
 }
 
 TEST_F(SimSync, OwnershipBelongsToAThreadAndIsRecursive) {
@@ -130,24 +128,7 @@ TEST_F(SimSync, OwnershipBelongsToAThreadAndIsRecursive) {
     EXPECT_EQ(mutex->ReleaseMutex(), kSimErrorNotOwner);
 }
 
-TEST_F(SimSync, CreatingAnExistingMutexOpensItWithoutTakingIt) {
-    ASSERT_TRUE(sync->CreateExternalMutex(kExit, true));
-    CRefPtr<INamedMutex> mutex;
-    ASSERT_EQ(sync->CreateMutex(kExit, true, mutex), ERROR_SUCCESS);
-    EXPECT_EQ(Wait({mutex.get()}, 0), kWaitTimeout);
-}
-
-TEST_F(SimSync, AWaitCoversProcessesToo) {
-    ASSERT_TRUE(sim->SimProcesses->StartProcess(1200, L"C:\\a.exe"));
-    CRefPtr<IProcessHandle> process;
-    ASSERT_EQ(sim->SimProcesses->OpenProcess(kProcessSynchronizeQueryInformation, 1200, process), ERROR_SUCCESS);
-    auto stop = NewEvent();
-    EXPECT_EQ(Wait({process.get(), stop.get()}, 0), kWaitTimeout);
-    ASSERT_TRUE(sim->SimProcesses->ExitProcess(1200));
-    EXPECT_EQ(Wait({stop.get(), process.get()}, 0), kWaitObject0 + 1);
-}
-
-TEST_F(SimSync, WhatCannotBeWaitedForFails) {
+TEST_F(SimSync, WhatCannotBeWaitedForFailsAndTheMachineGoingAwayEndsEveryWait) {
     EXPECT_EQ(Wait({}, 0), kWaitFailed);
     EXPECT_EQ(Wait({nullptr}, 0), kWaitFailed);
     auto otherMachine = MakeRef<CSimPlatform>();
@@ -160,11 +141,10 @@ TEST_F(SimSync, WhatCannotBeWaitedForFails) {
     sync->FailOnce(L"WaitForMultipleObjects", ERROR_INVALID_HANDLE);
     EXPECT_EQ(Wait({event.get()}, 0), kWaitFailed);
     EXPECT_EQ(Wait({event.get()}, 0), kWaitObject0);
-}
 
-TEST_F(SimSync, TheMachineGoingAwayEndsEveryWait) {
-    auto event = NewEvent();
-    auto waiting = WaitElsewhere({event.get()});
+    // The machine going away ends every wait.
+    auto unset = NewEvent();
+    auto waiting = WaitElsewhere({unset.get()});
     EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     sync->Shutdown();
     ASSERT_EQ(waiting.wait_for(kLong), std::future_status::ready);

@@ -1,6 +1,8 @@
 // One session's ladder on the simulated machine: the state it reads, the
 // process behind it and the browser above that, what it keeps and loses
 // when it stops playing, and the reset of a device that went away under it.
+#include <tuple>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,7 +13,6 @@
 namespace qv::test {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 const std::wstring kSpeakers = L"{0.0.0.00000000}.{speakers}";
@@ -32,23 +33,26 @@ protected:
         devices = StartDeviceManager({kSpeakers});
         Settle();
         speakers = FindDevice(*devices, kSpeakers);
-        ASSERT_TRUE(Processes().StartProcess(kExplorer, L"C:\\Windows\\explorer.exe"));
-        ASSERT_TRUE(Processes().StartProcess(kChrome, L"C:\\Program Files\\Google\\Chrome\\Application\\chrome.exe",
-                                             kExplorer));
-        ASSERT_TRUE(Processes().StartProcess(kChromeAudio,
-                                             L"C:\\Program Files\\Google\\Chrome\\Application\\chrome.exe", kChrome));
-        ASSERT_TRUE(Processes().StartProcess(kFirefox, L"C:\\Program Files\\Mozilla Firefox\\firefox.exe", kExplorer));
-        ASSERT_TRUE(
-            Processes().StartProcess(kFirefoxTab, L"C:\\Program Files\\Mozilla Firefox\\firefox.exe", kFirefox));
-        ASSERT_TRUE(Processes().StartProcess(kFirefoxHelper,
-                                             L"C:\\Program Files\\Mozilla Firefox\\plugin-container.exe", kFirefox));
-        ASSERT_TRUE(Processes().StartProcess(kFirefoxAudio, L"C:\\Program Files\\Mozilla Firefox\\audiohost.exe",
-                                             kFirefoxHelper));
-        ASSERT_TRUE(Processes().StartProcess(kPlayer, L"D:\\Tools\\Player.exe", kExplorer));
+        const std::tuple<uint32_t, const wchar_t*, uint32_t> processes[] = {
+            {kExplorer, L"C:\\Windows\\explorer.exe", 0},
+            {kChrome, L"C:\\Program Files\\Google\\Chrome\\Application\\chrome.exe", kExplorer},
+            {kChromeAudio, L"C:\\Program Files\\Google\\Chrome\\Application\\chrome.exe", kChrome},
+            {kFirefox, L"C:\\Program Files\\Mozilla Firefox\\firefox.exe", kExplorer},
+            {kFirefoxTab, L"C:\\Program Files\\Mozilla Firefox\\firefox.exe", kFirefox},
+            {kFirefoxHelper, L"C:\\Program Files\\Mozilla Firefox\\plugin-container.exe", kFirefox},
+            {kFirefoxAudio, L"C:\\Program Files\\Mozilla Firefox\\audiohost.exe", kFirefoxHelper},
+            {kPlayer, L"D:\\Tools\\Player.exe", kExplorer}};
+        for (const auto& [pid, path, parent] : processes) ASSERT_TRUE(Processes().StartProcess(pid, path, parent));
     }
     // A session of the process, already there when the manager looks.
-    std::wstring AddSession(uint32_t processId, AudioSessionState state = AudioSessionStateActive) {
-        return Audio().AddSession(kSpeakers, {.processId = processId, .state = state, .announce = false});
+    std::wstring AddSession(uint32_t processId) {
+        return Audio().AddSession(kSpeakers,
+                                  {.processId = processId, .state = AudioSessionStateActive, .announce = false});
+    }
+    // The manager of the speakers' sessions, once all it posted has run.
+    void Watch() {
+        manager = WatchSessions(speakers);
+        Settle();
     }
     CRefPtr<CAudioSession> Session(const std::wstring& id) { return FindSession(manager->audioSessions, id); }
 
@@ -57,68 +61,36 @@ protected:
     CRefPtr<CAudioSessionManager> manager;
 };
 
-TEST_F(AudioSessionTest, ASessionActiveAtEnumerationIsCompleteWithinTheSameCall) {
-    std::wstring id = AddSession(kChromeAudio);
-    manager = WatchSessions(speakers);
-    // Nothing dispatched yet: all of this came from setting the device.
-    CRefPtr<CAudioSession> session = Session(id);
-    ASSERT_TRUE(session);
-    EXPECT_EQ(session->State.value(), AudioSessionStateActive);
-    EXPECT_EQ(session->SourceProcessID.value(), kChromeAudio);
-    ASSERT_TRUE(session->ProcessInfo.value());
-    EXPECT_EQ(session->ProcessInfo.value()->ProcessId(), kChromeAudio);
-    EXPECT_TRUE(session->BelongsToBrowser.value());
-    EXPECT_TRUE(manager->activeAudioSessions.Contains(session));
-    EXPECT_TRUE(manager->webBrowserAudioSessions.Contains(session));
-}
-
-TEST_F(AudioSessionTest, TheSystemsOwnSessionHasNoProcess) {
-    const uint64_t snapshots = Processes().CallCount(L"CreateToolhelp32Snapshot");
-    const uint64_t opens = Processes().CallCount(L"OpenProcess");
-    std::wstring id = AddSession(0);
-    manager = WatchSessions(speakers);
-    Settle();
-    CRefPtr<CAudioSession> session = Session(id);
-    EXPECT_EQ(session->State.value(), AudioSessionStateActive);
-    EXPECT_FALSE(session->ProcessInfo.value());
-    EXPECT_FALSE(session->WebBrowserProcessInfo.value());
-    EXPECT_EQ(Processes().CallCount(L"CreateToolhelp32Snapshot"), snapshots);
-    EXPECT_EQ(Processes().CallCount(L"OpenProcess"), opens);
-
-    // The same read again: no change, no lookup.
-    ASSERT_TRUE(Audio().SetSessionState(id, AudioSessionStateActive));
-    Settle();
-    EXPECT_EQ(Processes().CallCount(L"OpenProcess"), opens);
-}
-
-TEST_F(AudioSessionTest, TheAncestorWalkFindsTheNearestBrowserAbove) {
+TEST_F(AudioSessionTest, TheAncestorWalkFindsTheNearestBrowserAboveWithinTheEnumeration) {
     std::wstring chromeChild = AddSession(kChromeAudio);
     std::wstring firefoxChild = AddSession(kFirefoxTab);
     std::wstring firefoxGrandchild = AddSession(kFirefoxAudio);
     std::wstring chromeItself = AddSession(kChrome);
     std::wstring player = AddSession(kPlayer);
+    std::wstring system = AddSession(0);
+    // Nothing is dispatched: all of what follows comes from setting the device.
     manager = WatchSessions(speakers);
-    Settle();
 
     // Chrome's audio child belongs to the browser by its own name.
     CRefPtr<CAudioSession> session = Session(chromeChild);
+    EXPECT_EQ(session->State.value(), AudioSessionStateActive);
+    EXPECT_EQ(session->SourceProcessID.value(), kChromeAudio);
+    ASSERT_TRUE(session->ProcessInfo.value());
+    EXPECT_EQ(session->ProcessInfo.value()->ProcessId(), kChromeAudio);
     EXPECT_TRUE(session->BelongsToBrowser.value());
     ASSERT_TRUE(session->WebBrowserProcessInfo.value());
     EXPECT_EQ(session->WebBrowserProcessInfo.value()->ProcessId(), kChrome);
     EXPECT_EQ(session->LastWebBrowserProcessId, kChrome);
 
-    // Firefox is a browser for the walk, never by name.
-    session = Session(firefoxChild);
-    EXPECT_FALSE(session->BelongsToBrowser.value());
-    ASSERT_TRUE(session->WebBrowserProcessInfo.value());
-    EXPECT_EQ(session->WebBrowserProcessInfo.value()->ProcessId(), kFirefox);
-    EXPECT_EQ(session->WebBrowserProcessInfo.value()->ImageName, L"firefox");
-
-    // The walk goes on past a parent that is no browser.
-    session = Session(firefoxGrandchild);
-    EXPECT_FALSE(session->BelongsToBrowser.value());
-    ASSERT_TRUE(session->WebBrowserProcessInfo.value());
-    EXPECT_EQ(session->WebBrowserProcessInfo.value()->ProcessId(), kFirefox);
+    // Firefox is a browser for the walk, never by name, and the walk goes on
+    // past a parent that is no browser.
+    for (const std::wstring& id : {firefoxChild, firefoxGrandchild}) {
+        session = Session(id);
+        EXPECT_FALSE(session->BelongsToBrowser.value());
+        ASSERT_TRUE(session->WebBrowserProcessInfo.value());
+        EXPECT_EQ(session->WebBrowserProcessInfo.value()->ProcessId(), kFirefox);
+        EXPECT_EQ(session->WebBrowserProcessInfo.value()->ImageName, L"firefox");
+    }
 
     // The walk starts at the parent: a browser playing itself has none above.
     session = Session(chromeItself);
@@ -129,17 +101,28 @@ TEST_F(AudioSessionTest, TheAncestorWalkFindsTheNearestBrowserAbove) {
     EXPECT_FALSE(session->BelongsToBrowser.value());
     EXPECT_FALSE(session->WebBrowserProcessInfo.value());
 
+    // The system's own session has no process, and nothing is looked up for it.
+    session = Session(system);
+    EXPECT_FALSE(session->ProcessInfo.value());
+    EXPECT_FALSE(session->WebBrowserProcessInfo.value());
+    EXPECT_EQ(Processes().CallCount(L"OpenProcess", L"0"), 0u);
+
+    EXPECT_EQ(manager->activeAudioSessions.size(), 6u);
     EXPECT_EQ(manager->webBrowserAudioSessions.size(), 3u);
-    EXPECT_TRUE(manager->webBrowserAudioSessions.Contains(Session(chromeChild)));
-    EXPECT_TRUE(manager->webBrowserAudioSessions.Contains(Session(firefoxChild)));
-    EXPECT_TRUE(manager->webBrowserAudioSessions.Contains(Session(firefoxGrandchild)));
+    for (const std::wstring& id : {chromeChild, firefoxChild, firefoxGrandchild})
+        EXPECT_TRUE(manager->webBrowserAudioSessions.Contains(Session(id)));
+
+    // The same state read again: no change, no lookup.
+    const uint64_t opens = Processes().CallCount(L"OpenProcess", std::to_wstring(kPlayer));
+    ASSERT_TRUE(Audio().SetSessionState(player, AudioSessionStateActive));
+    Settle();
+    EXPECT_EQ(Processes().CallCount(L"OpenProcess", std::to_wstring(kPlayer)), opens);
 }
 
 TEST_F(AudioSessionTest, AnAncestorThatCannotBeOpenedEndsTheWalk) {
     Processes().Fail(L"OpenProcess", ERROR_ACCESS_DENIED, std::to_wstring(kFirefoxHelper));
     std::wstring id = AddSession(kFirefoxAudio);
-    manager = WatchSessions(speakers);
-    Settle();
+    Watch();
     CRefPtr<CAudioSession> session = Session(id);
     ASSERT_TRUE(session->ProcessInfo.value());
     EXPECT_FALSE(session->WebBrowserProcessInfo.value());
@@ -148,13 +131,13 @@ TEST_F(AudioSessionTest, AnAncestorThatCannotBeOpenedEndsTheWalk) {
     EXPECT_TRUE(h.Traced(L"Failed to retrieve process handle with error code 5\n"));
 }
 
-TEST_F(AudioSessionTest, ASessionThatStopsLosesItsProcessButKeepsWhatTheFileTold) {
+TEST_F(AudioSessionTest, ASessionThatStopsLosesItsProcessButKeepsWhatTheFileToldAndAStaleExitChangesNothing) {
     std::wstring id = AddSession(kChromeAudio);
-    manager = WatchSessions(speakers);
-    Settle();
+    Watch();
     CRefPtr<CAudioSession> session = Session(id);
     CRefPtr<CProcessInfo> process = session->ProcessInfo.value();
     CRefPtr<CProcessInfo> browser = session->WebBrowserProcessInfo.value();
+    const GUID firstRequest = session->ProcessInfoRequestId;
     ASSERT_TRUE(process);
     ASSERT_TRUE(browser);
     ASSERT_EQ(process->AudioSessions.size(), 1u);
@@ -185,12 +168,21 @@ TEST_F(AudioSessionTest, ASessionThatStopsLosesItsProcessButKeepsWhatTheFileTold
     EXPECT_EQ(session->ProcessInfo.value(), process);
     EXPECT_TRUE(session->BelongsToBrowser.value());
     EXPECT_EQ(process->AudioSessions.size(), 1u);
+    ASSERT_NE(session->ProcessInfoRequestId, firstRequest);
+
+    // A cached process brings no second exit watch: only the first lookup's
+    // callback runs, with its stale cookie, and leaves the process info.
+    const std::size_t cached = CProcessInfo::CacheSize();
+    ASSERT_TRUE(Processes().ExitProcess(kChromeAudio));
+    // The wait thread posts the stale action before it empties the cache.
+    ASSERT_TRUE(h.RunUntil([&] { return CProcessInfo::CacheSize() == cached - 1; }));
+    Settle();
+    EXPECT_EQ(session->ProcessInfo.value(), process);
 }
 
 TEST_F(AudioSessionTest, TheProcessEndingTakesTheProcessInfo) {
     std::wstring id = AddSession(kPlayer);
-    manager = WatchSessions(speakers);
-    Settle();
+    Watch();
     CRefPtr<CAudioSession> session = Session(id);
     ASSERT_TRUE(session->ProcessInfo.value());
     PropertyWatcher processInfo(session->ProcessInfo);
@@ -200,33 +192,6 @@ TEST_F(AudioSessionTest, TheProcessEndingTakesTheProcessInfo) {
     EXPECT_EQ(processInfo.values.size(), 1u);
     // Still active: only the platform's state event would take it out.
     EXPECT_TRUE(manager->activeAudioSessions.Contains(session));
-}
-
-TEST_F(AudioSessionTest, AnExitOfAReplacedLookupLeavesTheProcessInfo) {
-    std::wstring id = AddSession(kPlayer);
-    manager = WatchSessions(speakers);
-    Settle();
-    CRefPtr<CAudioSession> session = Session(id);
-    const GUID firstRequest = session->ProcessInfoRequestId;
-
-    // A pause and a restart look the process up again. The cache has it, so
-    // no second exit watch comes: only the first lookup's callback will run,
-    // with the first lookup's cookie.
-    ASSERT_TRUE(Audio().SetSessionState(id, AudioSessionStateInactive));
-    Settle();
-    ASSERT_FALSE(session->ProcessInfo.value());
-    ASSERT_TRUE(Audio().SetSessionState(id, AudioSessionStateActive));
-    Settle();
-    CRefPtr<CProcessInfo> process = session->ProcessInfo.value();
-    ASSERT_TRUE(process);
-    ASSERT_NE(session->ProcessInfoRequestId, firstRequest);
-
-    const std::size_t cached = CProcessInfo::CacheSize();
-    ASSERT_TRUE(Processes().ExitProcess(kPlayer));
-    // The wait thread posts the stale action before it empties the cache.
-    ASSERT_TRUE(h.RunUntil([&] { return CProcessInfo::CacheSize() == cached - 1; }));
-    Settle();
-    EXPECT_EQ(session->ProcessInfo.value(), process);
 }
 
 // ---- Registration for the session's events

@@ -4,9 +4,8 @@
 // end takes down subscriptions on other model objects, which belong there.
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
+#include <future>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -28,26 +27,16 @@ constexpr uint32_t kPlayer = 3000;
 class Gate {
 public:
     void Arrive() {
-        std::unique_lock lock(m_mutex);
-        m_arrived = true;
-        m_changed.notify_all();
-        m_changed.wait(lock, [&] { return m_open; });
+        m_arrived.set_value();
+        m_open.get_future().wait();
     }
-    bool WaitForArrival() {
-        std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, std::chrono::seconds(10), [&] { return m_arrived; });
-    }
-    void Open() {
-        std::lock_guard lock(m_mutex);
-        m_open = true;
-        m_changed.notify_all();
-    }
+    bool WaitForArrival() { return m_arrivedSeen.wait_for(std::chrono::seconds(10)) == std::future_status::ready; }
+    void Open() { m_open.set_value(); }
 
 private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    bool m_arrived = false;
-    bool m_open = false;
+    std::promise<void> m_arrived;
+    std::future<void> m_arrivedSeen = m_arrived.get_future();
+    std::promise<void> m_open;
 };
 
 // The manager's dispatcher. Armed, it holds the first thread other than the

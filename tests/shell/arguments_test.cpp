@@ -12,19 +12,20 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-TEST(Arguments, KeysAndValuesOfEveryMatchingElement) {
-    const ArgumentTable table =
-        ParseArguments({"C:\\ContentClassifier.exe", "/host-pipe-name=Host.Pipe", "/endpoint-id=a,b",
-                        "/exit-mutex-guid=0123"});
-    EXPECT_EQ(table, (ArgumentTable{{"host-pipe-name", "Host.Pipe"}, {"endpoint-id", "a,b"},
-                                    {"exit-mutex-guid", "0123"}}));
+TEST(Arguments, KeysAndValuesOfEveryMatchingElementTheFirstIncluded) {
+    const ArgumentTable table = ParseArguments({"C:\\ContentClassifier.exe", "/host-pipe-name=Host.Pipe",
+                                                "/endpoint-id=a,b", "/key==a=b= ", "/spaced key=with spaces"});
+    // The value runs to the end and may hold further equal signs.
+    EXPECT_EQ(table, (ArgumentTable{{"host-pipe-name", "Host.Pipe"},
+                                    {"endpoint-id", "a,b"},
+                                    {"key", "=a=b= "},
+                                    {"spaced key", "with spaces"}}));
     EXPECT_EQ(ArgumentValue(table, kHostPipeNameKey), "Host.Pipe");
     EXPECT_EQ(ArgumentValue(table, "missing"), "");
-}
-
-TEST(Arguments, FirstElementTakesPartToo) {
-    const ArgumentTable table = ParseArguments({"/opt/odd=path/ContentClassifier"});
-    EXPECT_EQ(table, (ArgumentTable{{"opt/odd", "path/ContentClassifier"}}));
+    EXPECT_EQ(ParseArguments({"/opt/odd=path/ContentClassifier"}),
+              (ArgumentTable{{"opt/odd", "path/ContentClassifier"}}));
+    EXPECT_TRUE(ParseArguments({}).empty());
+    EXPECT_TRUE(ParseArguments({"prog"}).empty());
 }
 
 TEST(Arguments, LastOfARepeatedKeyWinsAndKeysAreCaseSensitive) {
@@ -42,17 +43,6 @@ TEST(Arguments, ElementsThatDoNotMatchAreIgnored) {
     EXPECT_EQ(table, (ArgumentTable{{"/", "x"}}));
 }
 
-TEST(Arguments, ValueRunsToTheEndAndMayHoldFurtherEqualSigns) {
-    const ArgumentTable table = ParseArguments({"/key==a=b= ", "/spaced key=with spaces"});
-    EXPECT_EQ(ArgumentValue(table, "key"), "=a=b= ");
-    EXPECT_EQ(ArgumentValue(table, "spaced key"), "with spaces");
-}
-
-TEST(Arguments, NoArgumentsGiveAnEmptyTable) {
-    EXPECT_TRUE(ParseArguments({}).empty());
-    EXPECT_TRUE(ParseArguments({"prog"}).empty());
-}
-
 TEST(EndpointIds, SplitAtCommasAsARegularExpressionSplitGivesThePieces) {
     EXPECT_EQ(SplitEndpointIds("a,b"), (Strings{"a", "b"}));
     EXPECT_EQ(SplitEndpointIds("{0.0.0.00000000}.{1d}"), (Strings{"{0.0.0.00000000}.{1d}"}));
@@ -60,12 +50,8 @@ TEST(EndpointIds, SplitAtCommasAsARegularExpressionSplitGivesThePieces) {
     EXPECT_EQ(SplitEndpointIds("a,,b"), (Strings{"a", "", "b"}));
     EXPECT_EQ(SplitEndpointIds(",a"), (Strings{"", "a"}));
     EXPECT_EQ(SplitEndpointIds("a,"), (Strings{"a"}));
-}
-
-TEST(EndpointIds, AbsentOrEmptyValueGivesNoEndpoints) {
     // "/endpoint-id=" does not match, so the key is absent and its value empty.
-    const ArgumentTable table = ParseArguments({"prog", "/endpoint-id="});
-    EXPECT_TRUE(SplitEndpointIds(ArgumentValue(table, kEndpointIdKey)).empty());
+    EXPECT_TRUE(SplitEndpointIds(ArgumentValue(ParseArguments({"prog", "/endpoint-id="}), kEndpointIdKey)).empty());
 }
 
 }  // namespace

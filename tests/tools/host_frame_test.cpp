@@ -19,19 +19,16 @@ namespace {
 
 using host::ParseHostMessage;
 
-TEST(HostMessageText, ThreeLinesMakeAMessageAndAnEmptyWordIsAWithdrawal) {
+TEST(HostMessageText, ExactlyThreeClosedLinesMakeAMessageAndAnEmptyWordIsAWithdrawal) {
     auto message = ParseHostMessage("1\nspeakers\nMovie\n");
     ASSERT_TRUE(message);
     EXPECT_EQ(message->version, "1");
     EXPECT_EQ(message->endpointId, "speakers");
     EXPECT_EQ(message->word, "Movie");
-
     auto withdrawal = ParseHostMessage("1\nspeakers\n\n");
     ASSERT_TRUE(withdrawal);
     EXPECT_EQ(withdrawal->word, "");
-}
 
-TEST(HostMessageText, AnythingButThreeClosedLinesIsRefused) {
     EXPECT_FALSE(ParseHostMessage(""));
     EXPECT_FALSE(ParseHostMessage("1\nspeakers\nMovie")) << "last line not closed";
     EXPECT_FALSE(ParseHostMessage("1\nspeakers\n")) << "two lines";
