@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <functional>
-#include <mutex>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -14,43 +11,15 @@
 #include "platform/codes.h"
 #include "platform/linux/linux_power.h"
 #include "sound_server.h"
+#include "support/callback_recorders.h"
 
 namespace qv {
 namespace {
 
 using namespace std::chrono_literals;
+using test::FakePowerCallback;
 
-class CRecordingPowerCallback : public ISuspendResumeCallback {
-public:
-    uint32_t PowerSuspendResumeNotification(uint32_t type, const void* setting) override {
-        if (During) During();
-        std::lock_guard lock(m_mutex);
-        m_types.push_back(type);
-        m_onCaller = m_onCaller || std::this_thread::get_id() == m_caller;
-        m_changed.notify_all();
-        return 0;
-    }
-    bool WaitForCount(std::size_t count, std::chrono::milliseconds timeout = 10s) {
-        std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, timeout, [&] { return m_types.size() >= count; });
-    }
-    std::vector<uint32_t> Types() {
-        std::lock_guard lock(m_mutex);
-        return m_types;
-    }
-    bool CalledOnCaller() {
-        std::lock_guard lock(m_mutex);
-        return m_onCaller;
-    }
-    std::function<void()> During;
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::vector<uint32_t> m_types;
-    const std::thread::id m_caller = std::this_thread::get_id();
-    bool m_onCaller = false;
-};
+std::wstring Type(uint32_t type) { return std::to_wstring(type); }
 
 // A connection to the test bus that can own logind's name and speak as it.
 class CFakeLogind {
@@ -78,7 +47,7 @@ TEST(LinuxPowerTest, SleepAndWakeOfLogindReachTheCallbacksOnTheBusThread) {
     const std::string address = test::SoundServer::Get().BusAddress();
     ASSERT_FALSE(address.empty());
     auto power = MakeRef<CLinuxPower>(address);
-    CRecordingPowerCallback first, second;
+    FakePowerCallback first, second;
     HPOWERNOTIFY one = 0, two = 0;
     ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&first, one), 0u);
     ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&second, two), 0u);
@@ -88,23 +57,23 @@ TEST(LinuxPowerTest, SleepAndWakeOfLogindReachTheCallbacksOnTheBusThread) {
     ASSERT_TRUE(logind.Ok());
     ASSERT_TRUE(logind.PrepareForSleep(true));
     ASSERT_TRUE(logind.PrepareForSleep(false));
-    ASSERT_TRUE(first.WaitForCount(2));
-    ASSERT_TRUE(second.WaitForCount(2));
-    EXPECT_EQ(first.Types(), (std::vector<uint32_t>{PBT_APMSUSPEND, PBT_APMRESUMEAUTOMATIC}));
-    EXPECT_FALSE(first.CalledOnCaller());
+    const std::vector<std::wstring> both{Type(PBT_APMSUSPEND), Type(PBT_APMRESUMEAUTOMATIC)};
+    ASSERT_TRUE(first.Log.WaitFor([&](const auto& calls) { return calls == both; }, 10s));
+    ASSERT_TRUE(second.Log.WaitFor([&](const auto& calls) { return calls == both; }, 10s));
+    for (auto thread : first.Log.Threads()) EXPECT_NE(thread, std::this_thread::get_id());
 
     EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(one), 0u);
     EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(one), ERROR_INVALID_HANDLE);
     ASSERT_TRUE(logind.PrepareForSleep(true));
-    ASSERT_TRUE(second.WaitForCount(3));
-    EXPECT_EQ(first.Types().size(), 2u) << "no call after the unregistration";
+    ASSERT_TRUE(second.Log.WaitFor([](const auto& calls) { return calls.size() == 3; }, 10s));
+    EXPECT_EQ(first.Log.Calls().size(), 2u) << "no call after the unregistration";
     EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(two), 0u);
 }
 
 TEST(LinuxPowerTest, OnlyLogindIsBelievedAndUnregisteringWaitsForARunningCall) {
     const std::string address = test::SoundServer::Get().BusAddress();
     auto power = MakeRef<CLinuxPower>(address);
-    CRecordingPowerCallback callback;
+    FakePowerCallback callback;
     std::atomic<bool> inCall{false}, finished{false};
     callback.During = [&] {
         inCall = true;
@@ -123,13 +92,13 @@ TEST(LinuxPowerTest, OnlyLogindIsBelievedAndUnregisteringWaitsForARunningCall) {
     while (!inCall) std::this_thread::sleep_for(1ms);
     EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(registration), 0u);
     EXPECT_TRUE(finished) << "the unregistration returned while the call still ran";
-    EXPECT_EQ(callback.Types(), (std::vector<uint32_t>{PBT_APMRESUMEAUTOMATIC}))
+    EXPECT_EQ(callback.Log.Calls(), (std::vector<std::wstring>{Type(PBT_APMRESUMEAUTOMATIC)}))
         << "a signal from anyone but logind is ignored";
 }
 
 TEST(LinuxPowerTest, WithoutABusRegistrationIsNotSupported) {
     auto power = MakeRef<CLinuxPower>("unix:path=" + test::SoundServer::Get().Folder() + "/no-bus");
-    CRecordingPowerCallback callback;
+    FakePowerCallback callback;
     HPOWERNOTIFY registration = 7;
     testing::internal::CaptureStderr();
     EXPECT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, registration), ERROR_NOT_SUPPORTED);

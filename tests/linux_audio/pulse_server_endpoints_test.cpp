@@ -4,8 +4,8 @@
 #include <atomic>
 #include <fstream>
 
-#include "audio_recorders.h"
 #include "pulse_server_fixture.h"
+#include "support/callback_recorders.h"
 
 namespace qv::test {
 namespace {
@@ -34,13 +34,6 @@ PROPVARIANT ValueOf(IMMDevice* device, const PROPERTYKEY& key) {
     PROPVARIANT value;
     EXPECT_EQ(store->GetValue(key, value), S_OK);
     return value;
-}
-
-bool HasEvent(const std::vector<EndpointEvent>& events, const std::string& kind, const std::wstring& id,
-              uint32_t state = 0) {
-    return Contains(events, [&](const EndpointEvent& e) {
-        return e.kind == kind && e.id == id && (kind != "state" || e.state == state);
-    });
 }
 
 TEST_F(PulseServerEndpointsTest, SinksAreRenderSourcesButMonitorsAreCaptureAndDefaultsServeEveryRole) {
@@ -133,30 +126,29 @@ TEST_F(PulseServerEndpointsTest, PropertiesComeFromTheProplistFirstThenFromTheFi
 }
 
 TEST_F(PulseServerEndpointsTest, NewEndpointAndNewDefaultAreAnnouncedAndARemovalLeavesItNotPresent) {
-    auto client = MakeRef<CRecordingEndpointClient>();
+    auto client = MakeRef<FakeEndpointClient>();
     ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(client.get()), S_OK);
     std::string module;
     ASSERT_TRUE(SoundServer::Pactl({"load-module", "module-null-sink", "sink_name=extra"}, &module));
     while (!module.empty() && module.back() == '\n') module.pop_back();
-    ASSERT_TRUE(client->WaitFor([](const auto& e) { return HasEvent(e, "state", L"extra", DEVICE_STATE_ACTIVE); }));
-    auto events = client->Events();
-    auto added = std::find_if(events.begin(), events.end(), [](const auto& e) { return e.id == L"extra"; });
-    ASSERT_NE(added, events.end());
-    EXPECT_EQ(added->kind, "added") << "added first, then the state";
-    EXPECT_NE(added->thread, std::this_thread::get_id());
+    ASSERT_TRUE(client->Log.WaitForCall(L"state extra " + std::to_wstring(DEVICE_STATE_ACTIVE)));
+    const auto calls = client->Log.Calls();
+    auto added = std::find_if(calls.begin(), calls.end(), [](const auto& c) { return c.ends_with(L" extra"); });
+    ASSERT_NE(added, calls.end());
+    EXPECT_EQ(*added, L"added extra") << "added first, then the state";
+    EXPECT_NE(client->Log.Threads()[added - calls.begin()], std::this_thread::get_id());
 
     CRefPtr<IMMDevice> extra = Device(L"extra");
     ASSERT_TRUE(SoundServer::Get().MakeDefaultSink("extra")) << SoundServer::Get().Diagnostics();
-    ASSERT_TRUE(client->WaitFor([](const auto& events) {
-        int roles = 0;
-        for (const auto& e : events) roles += e.kind == "default" && e.id == L"extra" && e.flow == eRender;
-        return roles == 3;
-    })) << "the server has the new default, the port did not say so";
+    for (ERole role : {eConsole, eMultimedia, eCommunications})
+        EXPECT_TRUE(
+            client->Log.WaitForCall(L"default " + std::to_wstring(eRender) + L" " + std::to_wstring(role) + L" extra"))
+            << "the server has the new default, the port did not say so for role " << role;
 
-    client->Clear();
+    client->Log.Clear();
     ASSERT_TRUE(SoundServer::Pactl({"unload-module", module}));
-    ASSERT_TRUE(client->WaitFor([](const auto& e) { return HasEvent(e, "removed", L"extra"); }));
-    EXPECT_TRUE(HasEvent(client->Events(), "state", L"extra", DEVICE_STATE_NOTPRESENT));
+    ASSERT_TRUE(client->Log.WaitForCall(L"removed extra"));
+    EXPECT_TRUE(client->Log.WaitForCall(L"state extra " + std::to_wstring(DEVICE_STATE_NOTPRESENT), 0s));
     EXPECT_EQ(StateOf(extra.get()), DEVICE_STATE_NOTPRESENT);
     CRefPtr<IAudioSessionManager2> manager;
     EXPECT_EQ(extra->Activate(IID_IAudioSessionManager2, CLSCTX_ALL, manager), AUDCLNT_E_DEVICE_INVALIDATED);
@@ -164,8 +156,9 @@ TEST_F(PulseServerEndpointsTest, NewEndpointAndNewDefaultAreAnnouncedAndARemoval
     EXPECT_EQ(Ids(enumerator.get(), eRender, DEVICE_STATE_NOTPRESENT), (std::vector<std::wstring>{L"extra"}));
     // The server picks another default sink; whichever it is, it is
     // announced.
-    ASSERT_TRUE(client->WaitFor([](const auto& e) {
-        return Contains(e, [](const EndpointEvent& d) { return d.kind == "default" && d.id != L"extra"; });
+    ASSERT_TRUE(client->Log.WaitFor([](const auto& calls) {
+        return std::any_of(calls.begin(), calls.end(),
+                           [](const auto& c) { return c.starts_with(L"default ") && !c.ends_with(L" extra"); });
     }));
     ASSERT_TRUE(SoundServer::Get().MakeDefaultSink("spk")) << SoundServer::Get().Diagnostics();
     EXPECT_TRUE(WaitForDefaultRender(L"spk"));
@@ -175,30 +168,28 @@ TEST_F(PulseServerEndpointsTest, NewEndpointAndNewDefaultAreAnnouncedAndARemoval
 
 TEST_F(PulseServerEndpointsTest, ProplistChangesAreAnnouncedKeyByKey) {
     if (SoundServer::Get().IsPipeWire()) GTEST_SKIP() << "PipeWire offers no command to change a sink's proplist";
-    auto client = MakeRef<CRecordingEndpointClient>();
+    auto client = MakeRef<FakeEndpointClient>();
     ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(client.get()), S_OK);
     ASSERT_TRUE(SoundServer::Run(
         {"pacmd", "update-sink-proplist", "other", "quorvane.auto-preset.enable=1", "device.description=Renamed"}));
-    ASSERT_TRUE(client->WaitFor([](const auto& events) { return events.size() >= 2; }));
+    ASSERT_TRUE(client->Log.WaitFor([](const auto& calls) { return calls.size() >= 2; }));
     std::this_thread::sleep_for(100ms);  // anything more would come now
-    auto events = client->Events();
-    ASSERT_EQ(events.size(), 2u);
-    EXPECT_EQ(events[0].kind, "property");
-    EXPECT_EQ(events[0].key, PKEY_Device_FriendlyName);
-    EXPECT_EQ(events[1].key, PKEY_EnableAutoPreset);
+    EXPECT_EQ(client->Log.Calls(),
+              (std::vector<std::wstring>{L"property other " + std::to_wstring(PKEY_Device_FriendlyName.pid),
+                                         L"property other " + std::to_wstring(PKEY_EnableAutoPreset.pid)}));
     CRefPtr<IMMDevice> other = Device(L"other");
     EXPECT_EQ(ValueOf(other.get(), PKEY_EnableAutoPreset).ulVal, 1u);
     EXPECT_EQ(ValueOf(other.get(), PKEY_Device_FriendlyName).pwszVal, L"Renamed");
     ASSERT_TRUE(SoundServer::Run({"pacmd", "update-sink-proplist", "other",
                                   "device.description=\"Other Speakers\" quorvane.auto-preset.enable=0"}));
-    ASSERT_TRUE(client->WaitFor([](const auto& events) { return events.size() >= 4; }));
+    ASSERT_TRUE(client->Log.WaitFor([](const auto& calls) { return calls.size() >= 4; }));
     EXPECT_EQ(ValueOf(other.get(), PKEY_EnableAutoPreset).ulVal, 0u);
     EXPECT_EQ(ValueOf(other.get(), PKEY_Device_FriendlyName).pwszVal, L"Other Speakers");
 }
 
 TEST_F(PulseServerEndpointsTest, UnregisteringWaitsForARunningCallAndWorksFromWithinOne) {
-    auto slow = MakeRef<CRecordingEndpointClient>();
-    auto quitter = MakeRef<CRecordingEndpointClient>();
+    auto slow = MakeRef<FakeEndpointClient>();
+    auto quitter = MakeRef<FakeEndpointClient>();
     std::atomic<bool> inCall{false}, finished{false};
     slow->During = [&] {
         if (inCall.exchange(true)) return;
@@ -217,7 +208,7 @@ TEST_F(PulseServerEndpointsTest, UnregisteringWaitsForARunningCallAndWorksFromWi
     EXPECT_TRUE(finished) << "returned while the call still ran";
     ASSERT_TRUE(SoundServer::Get().MakeDefaultSink("spk")) << SoundServer::Get().Diagnostics();
     EXPECT_TRUE(WaitForDefaultRender(L"spk"));
-    EXPECT_EQ(quitter->Events().size(), 1u) << "nothing after its own unregistration";
+    EXPECT_EQ(quitter->Log.Calls().size(), 1u) << "nothing after its own unregistration";
     EXPECT_EQ(enumerator->RegisterEndpointNotificationCallback(nullptr), E_POINTER);
 }
 

@@ -5,8 +5,8 @@
 
 #include <atomic>
 
-#include "audio_recorders.h"
 #include "pulse_server_fixture.h"
+#include "support/callback_recorders.h"
 #include "test_child.h"
 
 namespace qv::test {
@@ -72,24 +72,18 @@ TEST_F(PulseServerLifetimeTest, LastReferenceMayGoInsideACallback) {
 }
 
 TEST_F(PulseServerLifetimeTest, LostServerFailsTheCallsAndTheNextCallReconnects) {
-    auto client = MakeRef<CRecordingEndpointClient>();
+    auto client = MakeRef<FakeEndpointClient>();
     ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(client.get()), S_OK);
     CRefPtr<IMMDevice> spk = Device(L"spk");
     TestChild pacat({"pacat", "--playback", "-d", "spk", "/dev/zero"});
     CRefPtr<IAudioSessionControl2> session = WaitForSessionOf(spk.get(), static_cast<uint32_t>(pacat.Pid()));
     ASSERT_TRUE(session);
-    auto events = MakeRef<CRecordingSessionEvents>();
+    auto events = MakeRef<FakeSessionEvents>();
     ASSERT_EQ(session->RegisterAudioSessionNotification(events.get()), S_OK);
 
     SoundServer::Get().Stop();
-    ASSERT_TRUE(events->WaitFor([](const auto& e) {
-        return Contains(e, [](const SessionEvent& d) {
-            return d.kind == "disconnected" && d.reason == DisconnectReasonServerShutdown;
-        });
-    }));
-    ASSERT_TRUE(client->WaitFor([](const auto& e) {
-        return Contains(e, [](const EndpointEvent& r) { return r.kind == "removed" && r.id == L"spk"; });
-    }));
+    ASSERT_TRUE(events->Log.WaitForCall(L"disconnected " + std::to_wstring(DisconnectReasonServerShutdown)));
+    ASSERT_TRUE(client->Log.WaitForCall(L"removed spk"));
     CRefPtr<IMMDeviceCollection> devices;
     EXPECT_EQ(enumerator->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, devices), AUDCLNT_E_SERVICE_NOT_RUNNING);
     uint32_t state = 0;
@@ -98,7 +92,7 @@ TEST_F(PulseServerLifetimeTest, LostServerFailsTheCallsAndTheNextCallReconnects)
     EXPECT_EQ(session->GetState(sessionState), AUDCLNT_E_SERVICE_NOT_RUNNING);
     pacat.Kill(SIGKILL);
 
-    client->Clear();
+    client->Log.Clear();
     ASSERT_TRUE(SoundServer::Get().Start());
     // The port tries again on its own, and at once when asked (but at most
     // every half second), so within moments a call succeeds.
@@ -108,9 +102,7 @@ TEST_F(PulseServerLifetimeTest, LostServerFailsTheCallsAndTheNextCallReconnects)
            std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(50ms);
     ASSERT_EQ(hr, S_OK);
-    ASSERT_TRUE(client->WaitFor([](const auto& e) {
-        return Contains(e, [](const EndpointEvent& a) { return a.kind == "added" && a.id == L"spk"; });
-    })) << "the endpoints come back as added, so the model rebuilds";
+    ASSERT_TRUE(client->Log.WaitForCall(L"added spk")) << "the endpoints come back as added, so the model rebuilds";
     EXPECT_EQ(StateOf(spk.get()), DEVICE_STATE_ACTIVE) << "an endpoint is named by its id, and works again";
     EXPECT_EQ(session->GetState(sessionState), AUDCLNT_E_SERVICE_NOT_RUNNING)
         << "a session of the old connection is over for good";

@@ -3,10 +3,12 @@
 // changes, moves and ends.
 #include <signal.h>
 
-#include "audio_recorders.h"
+#include <sstream>
+
 #include "core/text.h"
 #include "platform/linux/linux_processes.h"
 #include "pulse_server_fixture.h"
+#include "support/callback_recorders.h"
 #include "test_child.h"
 
 namespace qv::test {
@@ -39,8 +41,19 @@ protected:
     }
 };
 
-bool HasState(const std::vector<SessionEvent>& events, AudioSessionState state) {
-    return Contains(events, [&](const SessionEvent& e) { return e.kind == "state" && e.state == state; });
+std::wstring StateCall(AudioSessionState state) { return L"state " + std::to_wstring(state); }
+
+// The numbers of the first call that begins with the word, in order.
+std::vector<float> NumbersOfFirst(const std::vector<std::wstring>& calls, const std::wstring& word) {
+    std::vector<float> numbers;
+    for (const auto& call : calls) {
+        if (!call.starts_with(word + L" ")) continue;
+        std::wistringstream in(call.substr(word.size()));
+        for (std::wstring part; in >> part;)
+            if (part != L"changed" && part != L"muted") numbers.push_back(std::stof(part));
+        break;
+    }
+    return numbers;
 }
 
 TEST_F(PulseServerSessionsTest, PlaybackStreamIsASessionOfItsSinkWithItsProcess) {
@@ -89,31 +102,28 @@ TEST_F(PulseServerSessionsTest, RecordingStreamIsASessionOfTheCaptureEndpoint) {
 TEST_F(PulseServerSessionsTest, NewStreamIsAnnouncedAndItsEventsFollowItToTheEnd) {
     CRefPtr<IMMDevice> spk = Device(L"spk");
     CRefPtr<IAudioSessionManager2> manager = Manager(spk.get());
-    auto notification = MakeRef<CRecordingSessionNotification>();
+    auto notification = MakeRef<FakeSessionNotification>();
     ASSERT_EQ(manager->RegisterSessionNotification(notification.get()), S_OK);
 
     auto player = StartPlayer("spk", true);
-    ASSERT_TRUE(notification->WaitFor([](const auto& created) { return !created.empty(); }));
-    CreatedSession created = notification->Events().front();
-    EXPECT_NE(created.thread, std::this_thread::get_id());
+    ASSERT_TRUE(notification->Log.WaitFor([](const auto& created) { return !created.empty(); }));
+    EXPECT_NE(notification->Log.Threads().front(), std::this_thread::get_id());
     CRefPtr<IAudioSessionControl2> session;
-    ASSERT_EQ(created.session->QueryInterface(session), S_OK);
+    ASSERT_EQ(notification->Sessions().front()->QueryInterface(session), S_OK);
     EXPECT_EQ(ProcessOf(session.get()), static_cast<uint32_t>(player->Pid()));
     EXPECT_EQ(StateOf(session.get()), AudioSessionStateInactive) << "started corked";
 
-    auto events = MakeRef<CRecordingSessionEvents>();
+    auto events = MakeRef<FakeSessionEvents>();
     ASSERT_EQ(session->RegisterAudioSessionNotification(events.get()), S_OK);
     ASSERT_TRUE(Command(*player, "uncork"));
-    ASSERT_TRUE(events->WaitFor([](const auto& e) { return HasState(e, AudioSessionStateActive); }));
+    ASSERT_TRUE(events->Log.WaitForCall(StateCall(AudioSessionStateActive)));
     EXPECT_EQ(StateOf(session.get()), AudioSessionStateActive);
-    EXPECT_NE(events->Events().front().thread, std::this_thread::get_id());
+    EXPECT_NE(events->Log.Threads().front(), std::this_thread::get_id());
     ASSERT_TRUE(Command(*player, "cork"));
-    ASSERT_TRUE(events->WaitFor([](const auto& e) { return HasState(e, AudioSessionStateInactive); }));
+    ASSERT_TRUE(events->Log.WaitForCall(StateCall(AudioSessionStateInactive)));
 
     ASSERT_TRUE(Command(*player, "name Renamed Player"));
-    ASSERT_TRUE(events->WaitFor([](const auto& e) {
-        return Contains(e, [](const SessionEvent& n) { return n.kind == "name" && n.text == L"Renamed Player"; });
-    }));
+    ASSERT_TRUE(events->Log.WaitForCall(L"name Renamed Player"));
     std::wstring name;
     EXPECT_EQ(session->GetDisplayName(name), S_OK);
     EXPECT_EQ(name, L"Renamed Player");
@@ -125,38 +135,37 @@ TEST_F(PulseServerSessionsTest, NewStreamIsAnnouncedAndItsEventsFollowItToTheEnd
         instance = WideToUtf8(wide.substr(wide.rfind(L':') + 1));
     }
     ASSERT_TRUE(SoundServer::Pactl({"set-sink-input-volume", instance, "50%", "100%"}));
-    ASSERT_TRUE(events->WaitFor(
-        [](const auto& e) { return Contains(e, [](const SessionEvent& v) { return v.kind == "channels"; }); }));
-    auto all = events->Events();
-    auto volume = std::find_if(all.begin(), all.end(), [](const auto& e) { return e.kind == "volume"; });
-    ASSERT_NE(volume, all.end());
-    EXPECT_NEAR(volume->volume, 0.75f, 0.01f) << "the average of the channels";
-    auto channels = std::find_if(all.begin(), all.end(), [](const auto& e) { return e.kind == "channels"; });
-    ASSERT_EQ(channels->channels.size(), 2u);
-    EXPECT_NEAR(channels->channels[0], 0.5f, 0.01f);
-    EXPECT_EQ(channels->changedChannel, 0u);
+    ASSERT_TRUE(events->Log.WaitFor([](const auto& calls) { return !NumbersOfFirst(calls, L"channels").empty(); }));
+    const auto volume = NumbersOfFirst(events->Log.Calls(), L"volume");
+    ASSERT_EQ(volume.size(), 1u);
+    EXPECT_NEAR(volume[0], 0.75f, 0.01f) << "the average of the channels";
+    const auto channels = NumbersOfFirst(events->Log.Calls(), L"channels");
+    ASSERT_EQ(channels.size(), 3u) << "two volumes and the changed channel";
+    EXPECT_NEAR(channels[0], 0.5f, 0.01f);
+    EXPECT_EQ(channels[2], 0.0f);
     ASSERT_TRUE(SoundServer::Pactl({"set-sink-input-mute", instance, "1"}));
-    ASSERT_TRUE(events->WaitFor(
-        [](const auto& e) { return Contains(e, [](const SessionEvent& v) { return v.kind == "volume" && v.mute; }); }));
+    ASSERT_TRUE(events->Log.WaitFor([](const auto& calls) {
+        return std::any_of(calls.begin(), calls.end(), [](const auto& c) { return c.ends_with(L" muted"); });
+    }));
 
     player->CloseInput();
-    ASSERT_TRUE(events->WaitFor([](const auto& e) { return HasState(e, AudioSessionStateExpired); }));
+    ASSERT_TRUE(events->Log.WaitForCall(StateCall(AudioSessionStateExpired)));
     EXPECT_EQ(StateOf(session.get()), AudioSessionStateExpired);
     EXPECT_EQ(session->UnregisterAudioSessionNotification(events.get()), S_OK);
     EXPECT_EQ(session->UnregisterAudioSessionNotification(events.get()), E_NOTFOUND);
     EXPECT_EQ(manager->UnregisterSessionNotification(notification.get()), S_OK);
-    EXPECT_EQ(notification->Events().size(), 1u) << "one stream, one creation";
+    EXPECT_EQ(notification->Sessions().size(), 1u) << "one stream, one creation";
 }
 
 TEST_F(PulseServerSessionsTest, MovedStreamIsDisconnectedHereAndCreatedThere) {
     CRefPtr<IMMDevice> spk = Device(L"spk");
     CRefPtr<IMMDevice> other = Device(L"other");
-    auto arrivals = MakeRef<CRecordingSessionNotification>();
+    auto arrivals = MakeRef<FakeSessionNotification>();
     ASSERT_EQ(Manager(other.get())->RegisterSessionNotification(arrivals.get()), S_OK);
     auto player = StartPlayer("spk", false);
     CRefPtr<IAudioSessionControl2> here = WaitForSessionOf(spk.get(), static_cast<uint32_t>(player->Pid()));
     ASSERT_TRUE(here);
-    auto events = MakeRef<CRecordingSessionEvents>();
+    auto events = MakeRef<FakeSessionEvents>();
     ASSERT_EQ(here->RegisterAudioSessionNotification(events.get()), S_OK);
 
     std::wstring instance;
@@ -166,16 +175,12 @@ TEST_F(PulseServerSessionsTest, MovedStreamIsDisconnectedHereAndCreatedThere) {
     const std::string index = WideToUtf8(instance.substr(instance.rfind(L':') + 1));
     for (int attempt = 0; attempt < 10; ++attempt) {
         ASSERT_TRUE(SoundServer::Pactl({"move-sink-input", index, "other"}));
-        if (arrivals->WaitFor([](const auto& created) { return !created.empty(); }, 1s)) break;
+        if (arrivals->Log.WaitFor([](const auto& created) { return !created.empty(); }, 1s)) break;
     }
-    ASSERT_TRUE(events->WaitFor([](const auto& e) {
-        return Contains(e, [](const SessionEvent& d) {
-            return d.kind == "disconnected" && d.reason == DisconnectReasonDeviceRemoval;
-        });
-    }));
-    ASSERT_TRUE(arrivals->WaitFor([](const auto& created) { return !created.empty(); }));
+    ASSERT_TRUE(events->Log.WaitForCall(L"disconnected " + std::to_wstring(DisconnectReasonDeviceRemoval)));
+    ASSERT_TRUE(arrivals->Log.WaitFor([](const auto& created) { return !created.empty(); }));
     CRefPtr<IAudioSessionControl2> there;
-    ASSERT_EQ(arrivals->Events().front().session->QueryInterface(there), S_OK);
+    ASSERT_EQ(arrivals->Sessions().front()->QueryInterface(there), S_OK);
     EXPECT_EQ(ProcessOf(there.get()), static_cast<uint32_t>(player->Pid()));
     EXPECT_EQ(StateOf(here.get()), AudioSessionStateExpired) << "gone from this endpoint";
     // PipeWire pauses a stream while it relinks it: it may arrive corked.
