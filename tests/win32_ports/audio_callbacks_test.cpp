@@ -3,13 +3,12 @@
 // stand for the model's callback objects, and the session control, driven
 // here through a session of the test's own that behaves as Core Audio's
 // does (it holds what is registered, and hands out text in task memory).
-#ifdef _WIN32
-
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "core/format.h"
 #include "platform/win32/win32_audio_session.h"
 #include "platform/win32/win32_endpoint_notification_adapter.h"
 #include "platform/win32/win32_guid.h"
@@ -24,16 +23,32 @@
 namespace qv {
 namespace {
 
-// ---- The model's side: objects that write down what reaches them.
-
-class RecordingClient : public CAddReleaseRef, public IMMNotificationClient {
+// ---- The model's side: one object stands for each of its callback objects
+// (endpoint client, session events, session notification), writes down one
+// line a call, and keeps the new sessions.
+class RecordingCallbacks : public CAddReleaseRef,
+                           public IMMNotificationClient,
+                           public IAudioSessionEvents,
+                           public IAudioSessionNotification {
 public:
+    static std::wstring Text(const wchar_t* text) { return text ? text : L"(null)"; }
+    static std::wstring Context(const GUID* context) { return context ? L" " + GuidToString(*context) : L""; }
+    HRESULT Note(std::wstring event) {
+        events.push_back(std::move(event));
+        return E_FAIL;  // the endpoint adapter must not pass it on to the platform
+    }
+
     HRESULT QueryInterface(const GUID& iid, void** object) override {
         asked.push_back(iid);
         *object = nullptr;
         if (refuse) return E_NOINTERFACE;
+        if (iid == IID_IUnknown || iid == IID_IMMNotificationClient)
+            *object = static_cast<IMMNotificationClient*>(this);
+        else if (iid == IID_IAudioSessionEvents)
+            *object = static_cast<IAudioSessionEvents*>(this);
+        else
+            return E_NOINTERFACE;
         AddRef();
-        *object = static_cast<IMMNotificationClient*>(this);
         return S_OK;
     }
     HRESULT OnDeviceStateChanged(const wchar_t* id, uint32_t state) override {
@@ -45,77 +60,35 @@ public:
         return Note(L"default " + std::to_wstring(flow) + L" " + std::to_wstring(role) + L" " + Text(id));
     }
     HRESULT OnPropertyValueChanged(const wchar_t* id, const PROPERTYKEY& key) override {
-        keys.push_back(key);
-        return Note(L"property " + Text(id));
-    }
-
-    static std::wstring Text(const wchar_t* id) { return id ? id : L"(null)"; }
-    HRESULT Note(std::wstring event) {
-        events.push_back(std::move(event));
-        return E_FAIL;  // the platform must not hear it
-    }
-
-    bool refuse = false;
-    std::vector<GUID> asked;
-    std::vector<std::wstring> events;
-    std::vector<PROPERTYKEY> keys;
-};
-
-class RecordingEvents : public CAddReleaseRef, public IAudioSessionEvents {
-public:
-    HRESULT QueryInterface(const GUID& iid, void** object) override {
-        *object = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IAudioSessionEvents) return E_NOINTERFACE;
-        AddRef();
-        *object = static_cast<IAudioSessionEvents*>(this);
-        return S_OK;
+        return Note(L"property " + Text(id) + L" " + GuidToString(key.fmtid) + L"," + std::to_wstring(key.pid));
     }
     HRESULT OnDisplayNameChanged(const wchar_t* name, const GUID* context) override {
-        names.push_back(std::wstring(name ? name : L"(null)") + (context ? L" " + GuidToString(*context) : L""));
-        return S_OK;
+        return Note(L"name " + Text(name) + Context(context));
     }
     HRESULT OnIconPathChanged(const wchar_t*, const GUID*) override { return S_OK; }
-    HRESULT OnSimpleVolumeChanged(float volume, bool mute, const GUID*) override {
-        lastVolume = volume;
-        lastMute = mute;
-        return S_OK;
+    HRESULT OnSimpleVolumeChanged(float volume, bool mute, const GUID* context) override {
+        return Note(FormatW(L"volume %g %d", volume, mute ? 1 : 0) + Context(context));
     }
     HRESULT OnChannelVolumeChanged(uint32_t count, const float* volumes, uint32_t, const GUID*) override {
-        channels.assign(volumes, volumes + count);
-        return S_OK;
+        std::wstring text = L"channels";
+        for (uint32_t i = 0; i < count; ++i) text += FormatW(L" %g", volumes[i]);
+        return Note(text);
     }
     HRESULT OnGroupingParamChanged(const GUID& grouping, const GUID*) override {
-        groupings.push_back(grouping);
-        return S_OK;
+        return Note(L"grouping " + GuidToString(grouping));
     }
-    HRESULT OnStateChanged(AudioSessionState state) override {
-        states.push_back(state);
-        return S_OK;
-    }
+    HRESULT OnStateChanged(AudioSessionState state) override { return Note(L"state " + std::to_wstring(state)); }
     HRESULT OnSessionDisconnected(AudioSessionDisconnectReason reason) override {
-        disconnects.push_back(reason);
-        return S_OK;
-    }
-
-    std::vector<std::wstring> names;
-    float lastVolume = -1;
-    bool lastMute = false;
-    std::vector<float> channels{-1};
-    std::vector<GUID> groupings;
-    std::vector<AudioSessionState> states;
-    std::vector<AudioSessionDisconnectReason> disconnects;
-};
-
-class RecordingNotification : public CAddReleaseRef, public IAudioSessionNotification {
-public:
-    HRESULT QueryInterface(const GUID&, void** object) override {
-        *object = nullptr;
-        return E_NOINTERFACE;
+        return Note(L"disconnected " + std::to_wstring(reason));
     }
     HRESULT OnSessionCreated(IAudioSessionControl* session) override {
         sessions.emplace_back(session);
         return S_OK;
     }
+
+    bool refuse = false;
+    std::vector<GUID> asked;
+    std::vector<std::wstring> events;
     std::vector<CRefPtr<IAudioSessionControl>> sessions;
 };
 
@@ -158,7 +131,6 @@ public:
         return S_OK;
     }
     ::HRESULT STDMETHODCALLTYPE UnregisterAudioSessionNotification(::IAudioSessionEvents* events) override {
-        unregistered.push_back(events);
         for (auto it = registered.begin(); it != registered.end(); ++it)
             if (it->get() == events) {
                 registered.erase(it);
@@ -178,7 +150,6 @@ public:
     ULONG count = 1;
     bool refuseRegistration = false;
     std::vector<CRefPtr<::IAudioSessionEvents>> registered;
-    std::vector<::IAudioSessionEvents*> unregistered;
 
 private:
     static ::HRESULT Hand(const wchar_t* text, LPWSTR* out) {
@@ -209,7 +180,7 @@ TEST(Win32AudioIds, TheModelsInterfaceIdsAndNameKeyAreThePlatforms) {
 // ---- The endpoint client's adapter
 
 TEST(Win32EndpointNotificationAdapter, ForwardsEventsAsTheyComeAndAnswersTheModelsQueryAsItself) {
-    auto client = MakeRef<RecordingClient>();
+    auto client = MakeRef<RecordingCallbacks>();
     auto* adapter = new CWin32EndpointNotificationAdapter(client.get());
     ::IMMNotificationClient* platformSide = adapter;
 
@@ -219,9 +190,10 @@ TEST(Win32EndpointNotificationAdapter, ForwardsEventsAsTheyComeAndAnswersTheMode
     key.fmtid = {0xA1784D91, 0x5E58, 0x49C4, {0xA5, 0xFC, 0xA3, 0x3D, 0xC8, 0xB6, 0x6A, 0x19}};
     key.pid = 3;
     EXPECT_EQ(platformSide->OnPropertyValueChanged(L"{b}", key), S_OK);
-    EXPECT_EQ(client->events, (std::vector<std::wstring>{L"state {a} 8", L"default 1 2 (null)", L"property {b}"}));
-    ASSERT_EQ(client->keys.size(), 1u);
-    EXPECT_EQ(client->keys[0], PKEY_AudioContentType_EFX);
+    const std::wstring contentType =
+        GuidToString(PKEY_AudioContentType_EFX.fmtid) + L"," + std::to_wstring(PKEY_AudioContentType_EFX.pid);
+    EXPECT_EQ(client->events,
+              (std::vector<std::wstring>{L"state {a} 8", L"default 1 2 (null)", L"property {b} " + contentType}));
 
     void* answer = nullptr;
     ASSERT_EQ(platformSide->QueryInterface(__uuidof(::IMMNotificationClient), &answer), S_OK);
@@ -242,7 +214,7 @@ TEST(Win32EndpointNotificationAdapter, ForwardsEventsAsTheyComeAndAnswersTheMode
 
     // Detached, the adapter outlives the client: nothing reaches it any more.
     adapter->Detach();
-    CWeakRefPtr<RecordingClient> gone(client);
+    CWeakRefPtr<RecordingCallbacks> gone(client);
     client = nullptr;
     EXPECT_FALSE(gone.Lock()) << "the adapter must not keep the model's client alive";
     EXPECT_EQ(platformSide->OnDeviceAdded(L"{c}"), S_OK);
@@ -250,46 +222,9 @@ TEST(Win32EndpointNotificationAdapter, ForwardsEventsAsTheyComeAndAnswersTheMode
     EXPECT_EQ(platformSide->Release(), 0u);
 }
 
-// ---- The session adapters
+// ---- The session control and its adapters
 
-TEST(Win32SessionEventsAdapter, ConvertsEveryEventAndKeepsTheModelsObjectWhileThePlatformHoldsIt) {
-    auto events = MakeRef<RecordingEvents>();
-    ::IAudioSessionEvents* platformSide = new CWin32SessionEventsAdapter(events.get());
-
-    platformSide->OnDisplayNameChanged(L"Movie", &kWindowsContext);
-    platformSide->OnDisplayNameChanged(nullptr, nullptr);
-    EXPECT_EQ(events->names, (std::vector<std::wstring>{L"Movie " + GuidToString(IID_IMMEndpoint), L"(null)"}));
-
-    platformSide->OnSimpleVolumeChanged(0.25f, 1, nullptr);
-    EXPECT_EQ(events->lastVolume, 0.25f);
-    EXPECT_TRUE(events->lastMute);
-    float volumes[2] = {0.5f, 1.0f};
-    platformSide->OnChannelVolumeChanged(2, volumes, 1, nullptr);
-    EXPECT_EQ(events->channels, (std::vector<float>{0.5f, 1.0f}));
-    // A count without its array is no channels, not a read through null.
-    platformSide->OnChannelVolumeChanged(2, nullptr, 0, nullptr);
-    EXPECT_TRUE(events->channels.empty());
-    platformSide->OnGroupingParamChanged(nullptr, nullptr);
-    platformSide->OnGroupingParamChanged(&kWindowsContext, nullptr);
-    ASSERT_EQ(events->groupings.size(), 2u);
-    EXPECT_EQ(events->groupings[0], GUID{});
-    EXPECT_EQ(events->groupings[1], IID_IMMEndpoint);
-    platformSide->OnStateChanged(::AudioSessionStateExpired);
-    platformSide->OnSessionDisconnected(::DisconnectReasonExclusiveModeOverride);
-    EXPECT_EQ(events->states, (std::vector<AudioSessionState>{AudioSessionStateExpired}));
-    EXPECT_EQ(events->disconnects, (std::vector<AudioSessionDisconnectReason>{DisconnectReasonExclusiveModeOverride}));
-
-    CWeakRefPtr<RecordingEvents> held(events);
-    events = nullptr;
-    EXPECT_TRUE(held.Lock()) << "registered, the model's object lives as long as the platform's reference";
-    void* answer = nullptr;
-    ASSERT_EQ(platformSide->QueryInterface(__uuidof(::IAudioSessionEvents), &answer), S_OK);
-    EXPECT_EQ(platformSide->Release(), 1u);
-    EXPECT_EQ(static_cast<::IUnknown*>(answer)->Release(), 0u);
-    EXPECT_FALSE(held.Lock());
-}
-
-TEST(Win32SessionControl, ForwardsEveryCallAndIsItsOwnSecondInterface) {
+TEST(Win32SessionControl, ForwardsEveryCallAndIsItsOwnSecondInterfaceWhereThePlatformHasIt) {
     FakeComSession session(true);
     {
         auto control = MakeRef<CWin32SessionControl>(CRefPtr<::IAudioSessionControl>(&session));
@@ -320,11 +255,10 @@ TEST(Win32SessionControl, ForwardsEveryCallAndIsItsOwnSecondInterface) {
         EXPECT_EQ(control2->IsSystemSoundsSession(), S_FALSE);
     }
     EXPECT_EQ(session.count, 1u) << "every reference to the platform's session went back";
-}
 
-TEST(Win32SessionControl, WithoutTheSecondInterfaceItsCallsFailWithThePlatformsAnswer) {
-    FakeComSession session(false);
-    auto control = MakeRef<CWin32SessionControl>(CRefPtr<::IAudioSessionControl>(&session));
+    // Without the second interface, its calls fail with the platform's answer.
+    FakeComSession bare(false);
+    auto control = MakeRef<CWin32SessionControl>(CRefPtr<::IAudioSessionControl>(&bare));
     CRefPtr<IAudioSessionControl2> control2;
     EXPECT_EQ(control->QueryInterface(control2), E_NOINTERFACE);
     EXPECT_FALSE(control2);
@@ -333,33 +267,57 @@ TEST(Win32SessionControl, WithoutTheSecondInterfaceItsCallsFailWithThePlatformsA
     EXPECT_EQ(processId, 7u);
 }
 
-TEST(Win32SessionControl, EventsRegistrationHandsThePlatformOneAdapterAndTakesTheSameBack) {
+TEST(Win32SessionControl, EventsReachTheModelConvertedThroughOneAdapterThatTheRegistrationTakesBack) {
     FakeComSession session(true);
     auto control = MakeRef<CWin32SessionControl>(CRefPtr<::IAudioSessionControl>(&session));
-    auto events = MakeRef<RecordingEvents>();
-
+    auto events = MakeRef<RecordingCallbacks>();
     ASSERT_EQ(control->RegisterAudioSessionNotification(events.get()), S_OK);
     ASSERT_EQ(session.registered.size(), 1u);
-    // What the platform calls reaches the model's object.
-    session.registered[0]->OnStateChanged(::AudioSessionStateActive);
-    EXPECT_EQ(events->states, (std::vector<AudioSessionState>{AudioSessionStateActive}));
-    ::IAudioSessionEvents* given = session.registered[0].get();
+    ::IAudioSessionEvents* platformSide = session.registered[0].get();
 
-    EXPECT_EQ(control->UnregisterAudioSessionNotification(events.get()), S_OK);
-    EXPECT_EQ(session.unregistered, (std::vector<::IAudioSessionEvents*>{given}));
+    platformSide->OnDisplayNameChanged(L"Movie", &kWindowsContext);
+    platformSide->OnDisplayNameChanged(nullptr, nullptr);
+    platformSide->OnSimpleVolumeChanged(0.25f, 1, nullptr);
+    float volumes[2] = {0.5f, 1.0f};
+    platformSide->OnChannelVolumeChanged(2, volumes, 1, nullptr);
+    // A count without its array is no channels, not a read through null.
+    platformSide->OnChannelVolumeChanged(2, nullptr, 0, nullptr);
+    platformSide->OnGroupingParamChanged(nullptr, nullptr);
+    platformSide->OnGroupingParamChanged(&kWindowsContext, nullptr);
+    platformSide->OnStateChanged(::AudioSessionStateExpired);
+    platformSide->OnSessionDisconnected(::DisconnectReasonExclusiveModeOverride);
+    const std::wstring context = GuidToString(IID_IMMEndpoint);
+    EXPECT_EQ(events->events,
+              (std::vector<std::wstring>{L"name Movie " + context, L"name (null)", L"volume 0.25 1", L"channels 0.5 1",
+                                         L"channels", L"grouping " + GuidToString(GUID{}), L"grouping " + context,
+                                         L"state " + std::to_wstring(AudioSessionStateExpired),
+                                         L"disconnected " + std::to_wstring(DisconnectReasonExclusiveModeOverride)}));
+    void* answer = nullptr;
+    ASSERT_EQ(platformSide->QueryInterface(__uuidof(::IAudioSessionEvents), &answer), S_OK);
+    EXPECT_EQ(answer, platformSide);
+    platformSide->Release();
+
+    // Registered, the model's object lives as long as the adapter; taken
+    // back, both go.
+    RecordingCallbacks* model = events.get();
+    CWeakRefPtr<RecordingCallbacks> held(events);
+    events = nullptr;
+    ASSERT_TRUE(held.Lock());
+    EXPECT_EQ(control->UnregisterAudioSessionNotification(model), S_OK) << "not the adapter it registered";
     EXPECT_TRUE(session.registered.empty());
-    EXPECT_EQ(control->UnregisterAudioSessionNotification(events.get()), E_INVALIDARG);
+    EXPECT_FALSE(held.Lock());
 
-    // A refused registration leaves nothing to unregister.
+    // Nothing is left to unregister, nor after a refused registration.
+    events = MakeRef<RecordingCallbacks>();
+    EXPECT_EQ(control->UnregisterAudioSessionNotification(events.get()), E_INVALIDARG);
     session.refuseRegistration = true;
     EXPECT_EQ(control->RegisterAudioSessionNotification(events.get()), E_OUTOFMEMORY);
     EXPECT_EQ(control->UnregisterAudioSessionNotification(events.get()), E_INVALIDARG);
-    EXPECT_EQ(session.unregistered.size(), 1u);
 }
 
 TEST(Win32SessionNotificationAdapter, ANewSessionReachesTheModelAsAControlItMayKeep) {
     FakeComSession session(true);
-    auto notification = MakeRef<RecordingNotification>();
+    auto notification = MakeRef<RecordingCallbacks>();
     ::IAudioSessionNotification* platformSide = new CWin32SessionNotificationAdapter(notification.get());
 
     EXPECT_EQ(platformSide->OnSessionCreated(&session), S_OK);
@@ -379,5 +337,3 @@ TEST(Win32SessionNotificationAdapter, ANewSessionReachesTheModelAsAControlItMayK
 
 }  // namespace
 }  // namespace qv
-
-#endif  // _WIN32

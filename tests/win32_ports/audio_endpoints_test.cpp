@@ -4,8 +4,6 @@
 // server (cmake/wine-run --with-pulseaudio starts one); where the platform
 // lacks something (Wine has no session enumeration), the test holds the
 // port to failing cleanly with the platform's code.
-#ifdef _WIN32
-
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -102,27 +100,22 @@ TEST_F(Win32AudioEndpointsTest, EachEndpointHasItsIdActiveStateAndFlowAndIsFound
 }
 
 TEST_F(Win32AudioEndpointsTest, DefaultEndpointsAreAmongTheEnumeratedAndUnknownIdsAreRefused) {
-    for (ERole role : {eConsole, eMultimedia}) {
+    for (auto [flow, role] :
+         {std::pair{eRender, eConsole}, std::pair{eRender, eMultimedia}, std::pair{eCapture, eConsole}}) {
         CRefPtr<IMMDevice> device;
-        ASSERT_EQ(enumerator->GetDefaultAudioEndpoint(eRender, role, device), S_OK);
+        ASSERT_EQ(enumerator->GetDefaultAudioEndpoint(flow, role, device), S_OK);
         std::wstring id;
         EXPECT_EQ(device->GetId(id), S_OK);
-        EXPECT_TRUE(Contains(render, id)) << "default render endpoint " << id.c_str();
+        EXPECT_TRUE(Contains(flow == eRender ? render : capture, id)) << "default endpoint " << id.c_str();
     }
-    CRefPtr<IMMDevice> device;
-    ASSERT_EQ(enumerator->GetDefaultAudioEndpoint(eCapture, eConsole, device), S_OK);
-    std::wstring id;
-    EXPECT_EQ(device->GetId(id), S_OK);
-    EXPECT_TRUE(Contains(capture, id));
-
     CRefPtr<IMMDevice> unknown;
     EXPECT_LT(enumerator->GetDevice(L"{0.0.0.00000000}.{00000000-0000-0000-0000-000000000000}", unknown), 0);
     EXPECT_FALSE(unknown);
 }
 
-// A client that only counts: under Wine endpoint events never come, so
-// what is tested here is the registration's round trip.
-class CountingClient : public CAddReleaseRef, public IMMNotificationClient {
+// Callbacks that do nothing: under Wine neither endpoint nor session events
+// ever come, so what is tested here is the registrations' round trip.
+class IgnoringCallbacks : public CAddReleaseRef, public IMMNotificationClient, public IAudioSessionNotification {
 public:
     HRESULT QueryInterface(const GUID&, void** object) override {
         *object = nullptr;
@@ -133,27 +126,17 @@ public:
     HRESULT OnDeviceRemoved(const wchar_t*) override { return S_OK; }
     HRESULT OnDefaultDeviceChanged(EDataFlow, ERole, const wchar_t*) override { return S_OK; }
     HRESULT OnPropertyValueChanged(const wchar_t*, const PROPERTYKEY&) override { return S_OK; }
-};
-
-TEST_F(Win32AudioEndpointsTest, EndpointClientRegistersOnceAndUnregistersOnce) {
-    auto client = MakeRef<CountingClient>();
-    ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(client.get()), S_OK);
-    EXPECT_EQ(enumerator->UnregisterEndpointNotificationCallback(client.get()), S_OK);
-    // Nothing of it is left to unregister, and the platform is not asked.
-    EXPECT_EQ(enumerator->UnregisterEndpointNotificationCallback(client.get()), E_INVALIDARG);
-    EXPECT_EQ(enumerator->RegisterEndpointNotificationCallback(nullptr), E_POINTER);
-}
-
-class IgnoringSessionNotification : public CAddReleaseRef, public IAudioSessionNotification {
-public:
-    HRESULT QueryInterface(const GUID&, void** object) override {
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
     HRESULT OnSessionCreated(IAudioSessionControl*) override { return S_OK; }
 };
 
-TEST_F(Win32AudioEndpointsTest, ActivationGivesTheSessionManagerAndNothingElse) {
+TEST_F(Win32AudioEndpointsTest, CallbacksRegisterOnceAndActivationGivesTheSessionManagerAndNothingElse) {
+    auto callbacks = MakeRef<IgnoringCallbacks>();
+    ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(callbacks.get()), S_OK);
+    EXPECT_EQ(enumerator->UnregisterEndpointNotificationCallback(callbacks.get()), S_OK);
+    // Nothing of it is left to unregister, and the platform is not asked.
+    EXPECT_EQ(enumerator->UnregisterEndpointNotificationCallback(callbacks.get()), E_INVALIDARG);
+    EXPECT_EQ(enumerator->RegisterEndpointNotificationCallback(nullptr), E_POINTER);
+
     const CRefPtr<IMMDevice>& device = render.front().device;
     CRefPtr<IAudioSessionManager2> manager;
     EXPECT_EQ(device->Activate(IID_IMMEndpoint, CLSCTX_ALL, manager), E_NOINTERFACE);
@@ -164,10 +147,9 @@ TEST_F(Win32AudioEndpointsTest, ActivationGivesTheSessionManagerAndNothingElse) 
     // Wine 8 has neither session enumeration nor session notifications: the
     // port passes the platform's code on, hands out nothing, and keeps no
     // registration that the platform refused.
-    auto notification = MakeRef<IgnoringSessionNotification>();
-    HRESULT registered = manager->RegisterSessionNotification(notification.get());
+    HRESULT registered = manager->RegisterSessionNotification(callbacks.get());
     EXPECT_EQ(registered, RunningUnderWine() ? E_NOTIMPL : S_OK);
-    EXPECT_EQ(manager->UnregisterSessionNotification(notification.get()), Succeeded(registered) ? S_OK : E_INVALIDARG);
+    EXPECT_EQ(manager->UnregisterSessionNotification(callbacks.get()), Succeeded(registered) ? S_OK : E_INVALIDARG);
 
     CRefPtr<IAudioSessionEnumerator> sessions;
     HRESULT hr = manager->GetSessionEnumerator(sessions);
@@ -236,41 +218,33 @@ protected:
     CRefPtr<IPropertyStore> store;
 };
 
-TEST_F(Win32EndpointPropertiesTest, AutoPresetValuesAndTheNameReadBackWithTheirTypes) {
-    WriteNumber(PKEY_HasAutoPreset, 1);
-    WriteNumber(PKEY_AutoPresetFeatureMode, 0x80000001u);
-    WriteNumber(PKEY_EnableAutoPreset, 0);
+TEST_F(Win32EndpointPropertiesTest, AutoPresetValuesReadBackWithTheirTypesMissingOnesEmptyAndBytesAsABlob) {
+    const std::pair<PROPERTYKEY, DWORD> numbers[] = {
+        {PKEY_HasAutoPreset, 1}, {PKEY_AutoPresetFeatureMode, 0x80000001u}, {PKEY_EnableAutoPreset, 0}};
+    for (const auto& [property, number] : numbers) WriteNumber(property, number);
     WriteText(PKEY_AudioContentType_EFX, L"Movie");
-
-    PROPVARIANT has = Read(PKEY_HasAutoPreset);
-    EXPECT_EQ(has.vt, VT_UI4);
-    EXPECT_EQ(has.ulVal, 1u);
-    PROPVARIANT mode = Read(PKEY_AutoPresetFeatureMode);
-    EXPECT_EQ(mode.vt, VT_UI4);
-    EXPECT_EQ(mode.ulVal, 0x80000001u);
-    PROPVARIANT enable = Read(PKEY_EnableAutoPreset);
-    EXPECT_EQ(enable.vt, VT_UI4);
-    EXPECT_EQ(enable.ulVal, 0u);
+    for (const auto& [property, number] : numbers) {
+        SCOPED_TRACE(ValueName(property).c_str());
+        PROPVARIANT value = Read(property);
+        EXPECT_EQ(value.vt, VT_UI4);
+        EXPECT_EQ(value.ulVal, number);
+    }
     // The content type's set ends in 19, the others' in 18: a mix-up of the
     // two would read nothing here.
     PROPVARIANT content = Read(PKEY_AudioContentType_EFX);
     EXPECT_EQ(content.vt, VT_LPWSTR);
     EXPECT_EQ(content.pwszVal, L"Movie");
-
     PROPVARIANT name = Read(PKEY_Device_FriendlyName);
     EXPECT_EQ(name.vt, VT_LPWSTR);
     EXPECT_FALSE(name.pwszVal.empty());
     if (AudioServerPromised()) {
         EXPECT_NE(name.pwszVal.find(L"CISpeakers"), std::wstring::npos) << name.pwszVal.c_str();
     }
-}
 
-TEST_F(Win32EndpointPropertiesTest, MissingValuesReadEmptyAndOtherTypesKeepTheirType) {
     ::RegDeleteValueW(key, ValueName(PKEY_EnableAutoPreset).c_str());
     PROPVARIANT missing = Read(PKEY_EnableAutoPreset);
     EXPECT_EQ(missing.vt, VT_EMPTY);
     EXPECT_EQ(missing.ulVal, 0u);
-
     // Stored as bytes, the value comes as a blob (VT_BLOB, 65): the model
     // sees a type it did not expect and the blob's first 32 bits, its size.
     const uint8_t bytes[3] = {1, 2, 3};
@@ -283,5 +257,3 @@ TEST_F(Win32EndpointPropertiesTest, MissingValuesReadEmptyAndOtherTypesKeepTheir
 
 }  // namespace
 }  // namespace qv
-
-#endif  // _WIN32

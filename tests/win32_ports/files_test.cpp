@@ -1,8 +1,6 @@
 // The Windows files port against the real file system: the interop file's
 // way (a temporary name, a delete-on-close file that a child writes into by
 // its path), the local application data folder, and whole small files.
-#ifdef _WIN32
-
 #include <string>
 #include <vector>
 
@@ -27,7 +25,7 @@ protected:
     CRefPtr<IFiles> files = Win32Platform()->Files();
 };
 
-TEST_F(Win32FilesTest, TheInteropFileIsSharedWithAChildAndGoesWithTheLastHandle) {
+TEST_F(Win32FilesTest, TheInteropFileIsSharedWithAChildAndGoesWithTheLastHandleAndBadPathsFail) {
     std::string folder;
     ASSERT_EQ(files->GetTempPath(folder), 0u);
     ASSERT_FALSE(folder.empty());
@@ -63,13 +61,9 @@ TEST_F(Win32FilesTest, TheInteropFileIsSharedWithAChildAndGoesWithTheLastHandle)
 
     file = nullptr;
     EXPECT_FALSE(FileExists(path)) << "the file goes with its last handle";
-}
 
-TEST_F(Win32FilesTest, BadPathsFailWithTheSystemsCodes) {
-    std::string path;
     EXPECT_NE(files->GetTempFileName("C:\\no\\such\\folder\\", path), 0u);
     EXPECT_TRUE(path.empty());
-    CRefPtr<IFile> file;
     EXPECT_EQ(files->CreateTemporaryFile("C:\\no\\such\\folder\\x.tmp", file),
               static_cast<Win32Error>(ERROR_PATH_NOT_FOUND));
     EXPECT_FALSE(file);
@@ -112,5 +106,3 @@ TEST_F(Win32FilesTest, AFolderBelowLocalAppDataHoldsWholeFiles) {
 
 }  // namespace
 }  // namespace qv
-
-#endif  // _WIN32

@@ -1,7 +1,5 @@
 // The Windows power port: registration of suspend and resume callbacks, which
 // no test can make the system send (under Wine a registration is accepted and nothing ever comes).
-#ifdef _WIN32
-
 #include <gtest/gtest.h>
 
 #include "platform/win32/windows_api.h"
@@ -36,5 +34,3 @@ TEST(Win32Power, SuspendResumeRegistrationComesAndGoes) {
 
 }  // namespace
 }  // namespace qv
-
-#endif  // _WIN32

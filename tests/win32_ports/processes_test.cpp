@@ -1,8 +1,6 @@
 // The Windows process port with real processes: the child program beside the
 // test program, started through the port, looked at the way the model looks
 // at the processes behind audio sessions, and waited for.
-#ifdef _WIN32
-
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -19,8 +17,8 @@
 namespace qv {
 namespace {
 
+using test::ForeignEvent;
 using test::StartChild;
-using test::WaitForExit;
 using test::Win32Platform;
 
 // Polls a condition that another thread makes true, with a generous bound.
@@ -41,12 +39,6 @@ void Terminate(uint32_t processId, uint32_t code) {
     EXPECT_TRUE(::TerminateProcess(process, code));
     ::CloseHandle(process);
 }
-
-// An event of no platform: the wait must refuse it rather than wait on junk.
-class ForeignEvent : public CAddReleaseRef, public IEvent {
-public:
-    void SetEvent() override {}
-};
 
 // What a wait's callback saw, written on the wait's thread.
 struct ExitReport {
@@ -69,7 +61,7 @@ protected:
     CRefPtr<ISync> sync = Win32Platform()->Sync();
 };
 
-TEST_F(Win32ProcessesTest, AChildOpenedAsTheModelOpensItShowsItsImageParentTimesAndExitCode) {
+TEST_F(Win32ProcessesTest, AChildOpenedAsTheModelOpensItShowsItsImageParentTimesAndItsWaitsEnd) {
     const FILETIME before = Win32Platform()->System()->GetSystemTimeAsFileTime();
     CRefPtr<IProcessHandle> child = StartChild(L"sleep 60000 0", kCreateNewConsole);
     ASSERT_TRUE(child);
@@ -103,42 +95,28 @@ TEST_F(Win32ProcessesTest, AChildOpenedAsTheModelOpensItShowsItsImageParentTimes
     uint32_t code = 0;
     ASSERT_EQ(opened->GetExitCodeProcess(code), 0u);
     EXPECT_EQ(code, 259u);  // STILL_ACTIVE
+
+    // Two waits: one stopped while the child runs, one that learns of its
+    // end on a thread of its own.
+    CRefPtr<IEvent> stopFirst, stopSecond;
+    ASSERT_EQ(sync->CreateEvent(stopFirst), 0u);
+    ASSERT_EQ(sync->CreateEvent(stopSecond), 0u);
+    auto stopped = std::make_shared<ExitReport>();
+    auto ended = std::make_shared<ExitReport>();
+    ASSERT_EQ(processes->WaitForProcessExit(opened.get(), stopFirst.get(), ReportTo(stopped)), 0u);
+    ASSERT_EQ(processes->WaitForProcessExit(opened.get(), stopSecond.get(), ReportTo(ended)), 0u);
+    stopFirst->SetEvent();
+    ASSERT_TRUE(Eventually([&] { return stopped->calls == 1; }));
+    EXPECT_FALSE(stopped->ended);
+    // The thread waits on handles of its own: the caller's may go at once.
+    stopSecond = nullptr;
     Terminate(child->ProcessId(), 7);
-    ASSERT_TRUE(WaitForExit(opened.get()));
+    ASSERT_TRUE(Eventually([&] { return ended->calls == 1; }));
+    EXPECT_TRUE(ended->ended);
+    EXPECT_NE(ended->thread.load(), ::GetCurrentThreadId());
+    EXPECT_EQ(stopped->calls, 1) << "a stopped wait calls back once";
     ASSERT_EQ(opened->GetExitCodeProcess(code), 0u);
     EXPECT_EQ(code, 7u);
-}
-
-TEST_F(Win32ProcessesTest, TheWaitCallsBackOnItsOwnThreadWhenTheProcessEnds) {
-    CRefPtr<IProcessHandle> child = StartChild(L"sleep 200 3");
-    ASSERT_TRUE(child);
-    CRefPtr<IEvent> stop;
-    ASSERT_EQ(sync->CreateEvent(stop), 0u);
-    auto report = std::make_shared<ExitReport>();
-    ASSERT_EQ(processes->WaitForProcessExit(child.get(), stop.get(), ReportTo(report)), 0u);
-    // The thread waits on handles of its own: the caller's may go at once.
-    stop = nullptr;
-
-    ASSERT_TRUE(Eventually([&] { return report->calls == 1; }));
-    EXPECT_TRUE(report->ended);
-    EXPECT_NE(report->thread.load(), ::GetCurrentThreadId());
-    uint32_t code = 0;
-    ASSERT_EQ(child->GetExitCodeProcess(code), 0u);
-    EXPECT_EQ(code, 3u);
-}
-
-TEST_F(Win32ProcessesTest, TheStopEventEndsTheWaitWhileTheProcessRuns) {
-    CRefPtr<IProcessHandle> child = StartChild(L"sleep 60000 0");
-    ASSERT_TRUE(child);
-    CRefPtr<IEvent> stop;
-    ASSERT_EQ(sync->CreateEvent(stop), 0u);
-    auto report = std::make_shared<ExitReport>();
-    ASSERT_EQ(processes->WaitForProcessExit(child.get(), stop.get(), ReportTo(report)), 0u);
-    stop->SetEvent();
-    ASSERT_TRUE(Eventually([&] { return report->calls == 1; }));
-    EXPECT_FALSE(report->ended);
-    Terminate(child->ProcessId(), 0);
-    EXPECT_TRUE(WaitForExit(child.get()));
 }
 
 TEST_F(Win32ProcessesTest, BadRequestsFailWithTheSystemsCodesAndHandOutNothing) {
@@ -164,5 +142,3 @@ TEST_F(Win32ProcessesTest, BadRequestsFailWithTheSystemsCodesAndHandOutNothing) 
 
 }  // namespace
 }  // namespace qv
-
-#endif  // _WIN32

@@ -1,28 +1,24 @@
 // The Windows synchronisation port against the system's own objects: events,
 // named mutexes in the "Global\" namespace shared with a child process
 // (which ends holding one, to abandon it), and the wait over several.
-#ifdef _WIN32
-
 #include <thread>
 
 #include <gtest/gtest.h>
 
+#include "core/text.h"
 #include "platform/win32/win32_mutex_security.h"
+#include "platform/win32/win32_unique_handle.h"
 #include "platform/win32/windows_api.h"
 #include "win32_ports_support.h"
 
 namespace qv {
 namespace {
 
+using test::ForeignEvent;
 using test::StartChild;
 using test::UniqueName;
 using test::WaitForExit;
 using test::Win32Platform;
-
-class ForeignWaitable : public CAddReleaseRef, public IEvent {
-public:
-    void SetEvent() override {}
-};
 
 class Win32SyncTest : public ::testing::Test {
 protected:
@@ -30,23 +26,6 @@ protected:
         CRefPtr<IEvent> event;
         EXPECT_EQ(sync->CreateEvent(event), 0u);
         return event;
-    }
-
-    // The child creates Global\name and holds it until the test sets
-    // Global\name-go; with "abandon" it ends still holding it.
-    CRefPtr<IProcessHandle> ChildHolding(const std::wstring& name, const wchar_t* how, HANDLE& go) {
-        go = ::CreateEventW(nullptr, TRUE, FALSE, (L"Global\\" + name + L"-go").c_str());
-        EXPECT_TRUE(go);
-        return StartChild(L"hold-mutex " + name + L" " + how);
-    }
-    // Opening fails until the child has made the mutex.
-    CRefPtr<INamedMutex> OpenWhenThere(const std::wstring& name, IProcessHandle* child) {
-        CRefPtr<INamedMutex> mutex;
-        for (int i = 0; i < 3000 && sync->OpenMutex(name, mutex) == static_cast<Win32Error>(ERROR_FILE_NOT_FOUND);
-             ++i) {
-            if (sync->WaitForMultipleObjects({child}, 10) == kWaitObject0) break;  // it died instead
-        }
-        return mutex;
     }
 
     CRefPtr<ISync> sync = Win32Platform()->Sync();
@@ -63,47 +42,43 @@ TEST_F(Win32SyncTest, AnEventStaysSetForEveryWaiterAndTheWaitNamesWhichObjectWas
     // Manual reset: still set for the next waiter.
     EXPECT_EQ(sync->WaitForMultipleObjects({second.get()}, 0), kWaitObject0);
 
-    auto foreign = MakeRef<ForeignWaitable>();
+    auto foreign = MakeRef<ForeignEvent>();
     EXPECT_EQ(sync->WaitForMultipleObjects({first.get(), foreign.get()}, 0), kWaitFailed);
     EXPECT_EQ(sync->WaitForMultipleObjects({}, 0), kWaitFailed);
     EXPECT_EQ(sync->WaitForMultipleObjects({first.get(), nullptr}, 0), kWaitFailed);
 }
 
-TEST_F(Win32SyncTest, AMutexHeldByAnotherProcessIsTakenWhenItIsReleased) {
-    const std::wstring name = UniqueName(L"QvSyncRelease");
-    CRefPtr<INamedMutex> missing;
-    EXPECT_EQ(sync->OpenMutex(name, missing), static_cast<Win32Error>(ERROR_FILE_NOT_FOUND));
-    EXPECT_FALSE(missing);
+TEST_F(Win32SyncTest, AMutexOfAnotherProcessIsTakenWhenItsHolderGivesItBackOrDies) {
+    const std::pair<const wchar_t*, uint32_t> cases[] = {{L"release", kWaitObject0 + 1},
+                                                         {L"abandon", kWaitAbandoned0 + 1}};
+    for (const auto& [how, taken] : cases) {
+        SCOPED_TRACE(WideToUtf8(how));
+        const std::wstring name = UniqueName(L"QvSyncMutex");
+        CRefPtr<INamedMutex> mutex;
+        EXPECT_EQ(sync->OpenMutex(name, mutex), static_cast<Win32Error>(ERROR_FILE_NOT_FOUND));
+        EXPECT_FALSE(mutex);
 
-    HANDLE go = nullptr;
-    CRefPtr<IProcessHandle> child = ChildHolding(name, L"release", go);
-    ASSERT_TRUE(child);
-    CRefPtr<INamedMutex> mutex = OpenWhenThere(name, child.get());
-    ASSERT_TRUE(mutex) << "the child never made the mutex";
-    EXPECT_EQ(sync->WaitForMultipleObjects({mutex.get()}, 0), kWaitTimeout);
-    ::SetEvent(go);
-    EXPECT_EQ(sync->WaitForMultipleObjects({mutex.get()}, 30000), kWaitObject0);
-    ASSERT_TRUE(WaitForExit(child.get()));
-    uint32_t code = 1;
-    EXPECT_EQ(child->GetExitCodeProcess(code), 0u);
-    EXPECT_EQ(code, 0u);
-    ::CloseHandle(go);
-}
-
-TEST_F(Win32SyncTest, AMutexWhoseHolderDiesIsTakenAsAbandoned) {
-    const std::wstring name = UniqueName(L"QvSyncAbandon");
-    HANDLE go = nullptr;
-    CRefPtr<IProcessHandle> child = ChildHolding(name, L"abandon", go);
-    ASSERT_TRUE(child);
-    CRefPtr<INamedMutex> mutex = OpenWhenThere(name, child.get());
-    ASSERT_TRUE(mutex) << "the child never made the mutex";
-    CRefPtr<IEvent> never = NewEvent();
-    EXPECT_EQ(sync->WaitForMultipleObjects({never.get(), mutex.get()}, 0), kWaitTimeout);
-    ::SetEvent(go);
-    // Taken all the same: this thread holds it now, as the exit watcher
-    // holds the starter's mutex when the starter has died.
-    EXPECT_EQ(sync->WaitForMultipleObjects({never.get(), mutex.get()}, 30000), kWaitAbandoned0 + 1);
-    ::CloseHandle(go);
+        // The child makes Global\name and holds it until the test sets
+        // Global\name-go; with "abandon" it ends still holding it.
+        CUniqueHandle go(::CreateEventW(nullptr, TRUE, FALSE, (L"Global\\" + name + L"-go").c_str()));
+        ASSERT_TRUE(go);
+        CRefPtr<IProcessHandle> child = StartChild(L"hold-mutex " + name + L" " + how);
+        ASSERT_TRUE(child);
+        for (int i = 0; i < 3000 && sync->OpenMutex(name, mutex) == static_cast<Win32Error>(ERROR_FILE_NOT_FOUND); ++i)
+            if (sync->WaitForMultipleObjects({child.get()}, 10) == kWaitObject0) break;  // it died instead
+        ASSERT_TRUE(mutex) << "the child never made the mutex";
+        CRefPtr<IEvent> never = NewEvent();
+        EXPECT_EQ(sync->WaitForMultipleObjects({never.get(), mutex.get()}, 0), kWaitTimeout);
+        ::SetEvent(go.get());
+        // An abandoned one is taken all the same: this thread holds it now,
+        // as the exit watcher holds the starter's mutex when the starter has
+        // died.
+        EXPECT_EQ(sync->WaitForMultipleObjects({never.get(), mutex.get()}, 30000), taken);
+        ASSERT_TRUE(WaitForExit(child.get()));
+        uint32_t code = 1;
+        EXPECT_EQ(child->GetExitCodeProcess(code), 0u);
+        EXPECT_EQ(code, 0u);
+    }
 }
 
 TEST_F(Win32SyncTest, ACreatedMutexExistsWhileAHandleIsOpenAndAnOwnerCanGiveItBack) {
@@ -136,5 +111,3 @@ TEST_F(Win32SyncTest, ACreatedMutexExistsWhileAHandleIsOpenAndAnOwnerCanGiveItBa
 
 }  // namespace
 }  // namespace qv
-
-#endif  // _WIN32

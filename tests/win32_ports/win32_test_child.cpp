@@ -1,6 +1,5 @@
 // The child that the Windows port tests start. Its first argument says what
 // it does:
-//   exit CODE                 ends at once with CODE
 //   sleep MS CODE             ends after MS milliseconds with CODE
 //   hold-mutex NAME HOW       creates and holds the mutex Global\NAME, then
 //                             waits for the event Global\NAME-go that the test
@@ -48,7 +47,6 @@ int WriteIntoFile(const char* path, const char* text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc >= 3 && std::strcmp(argv[1], "exit") == 0) return std::atoi(argv[2]);
     if (argc >= 4 && std::strcmp(argv[1], "sleep") == 0) {
         ::Sleep(static_cast<DWORD>(std::atoi(argv[2])));
         return std::atoi(argv[3]);
