@@ -1,6 +1,7 @@
 // The meta log as its outside viewer receives it: a real server on the meta
 // log pipe's own name, through the machine's pipes, checks each connection's
 // frame, and what a flush sends in which order.
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -14,12 +15,41 @@
 #include "meta_log_frames.h"
 #include "platform/codes.h"
 #include "support/main_thread_harness.h"
+#include "support/wait_until.h"
 
 namespace qv {
 namespace {
 
 using test::MetaLogLines;
 using test::PipeTestServer;
+
+// The machine's pipes, with word of every WaitNamedPipe that has begun: a
+// test can then act while someone is known to wait.
+class CWaitWatchingPipes : public CAddReleaseRef, public IPipes {
+public:
+    explicit CWaitWatchingPipes(CRefPtr<IPipes> inner) : m_inner(std::move(inner)) {}
+    Win32Error CreateFile(const std::wstring& name, CRefPtr<IPipeConnection>& connection) override {
+        return m_inner->CreateFile(name, connection);
+    }
+    Win32Error WaitNamedPipe(const std::wstring& name, uint32_t timeoutMs) override {
+        waits.fetch_add(1);
+        return m_inner->WaitNamedPipe(name, timeoutMs);
+    }
+    Win32Error CreateNamedPipe(const std::wstring& name, const PipeServerOptions& options,
+                               CRefPtr<IPipeServer>& server) override {
+        return m_inner->CreateNamedPipe(name, options, server);
+    }
+    std::atomic<int> waits{0};
+
+private:
+    CRefPtr<IPipes> m_inner;
+};
+
+class CWaitWatchingPlatform : public CSimPlatform {
+public:
+    CRefPtr<IPipes> Pipes() override { return watched; }
+    const CRefPtr<CWaitWatchingPipes> watched = MakeRef<CWaitWatchingPipes>(CSimPlatform::Pipes());
+};
 
 class MetaLogWireTest : public ::testing::Test {
 protected:
@@ -55,6 +85,12 @@ TEST_F(MetaLogWireTest, EachLineIsOneConnectionOfLengthThenUtf16TextCutAt4095Cha
 }
 
 TEST_F(MetaLogWireTest, BusyServerIsWaitedForAndTheLineStillArrives) {
+    // A log of its own, on pipes that tell when it begins to wait.
+    auto watching = MakeRef<CWaitWatchingPlatform>();
+    SetPlatform(watching);
+    auto waitingLog = MakeRef<CContentClassifierLog>(harness.trace);
+    SetPlatform(harness.platform);
+
     PipeTestServer server(pipes, CContentClassifierLog::kPipeName, /*serveNow=*/false);
     ASSERT_EQ(server.CreateError(), 0u);
     // Another client takes the one instance before the server serves: the
@@ -69,14 +105,15 @@ TEST_F(MetaLogWireTest, BusyServerIsWaitedForAndTheLineStillArrives) {
         CRefPtr<IPipeConnection> refused;
         ASSERT_EQ(pipes->CreateFile(CContentClassifierLog::kPipeName, refused), ERROR_PIPE_BUSY);
     }
+    // The server serves once the log waits, well within the log's 4000 ms.
+    std::atomic<bool> sawTheWait{false};
     std::thread lateServer([&] {
-        // Well within the log's wait of 4000 ms, and long enough that the
-        // log is waiting by then.
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        sawTheWait = test::WaitUntil([&] { return watching->watched->waits.load() > 0; });
         server.StartServing();
     });
-    log->WriteLine(L"after the wait\n");
+    waitingLog->WriteLine(L"after the wait\n");
     lateServer.join();
+    EXPECT_TRUE(sawTheWait.load()) << "the log never waited for the busy pipe";
     ASSERT_TRUE(server.WaitForConnections(2));
     EXPECT_EQ(MetaLogLines(server), (std::vector<std::wstring>{L"B", L"after the wait\n"}));
 }

@@ -98,6 +98,13 @@ INSTANTIATE_TEST_SUITE_P(
                       // its microphone.
                       RuleCase{L"myvlc.exe", L"", kUnset}, RuleCase{L"VideoTeamsBridge.exe", L"", kMovieByName},
                       RuleCase{L"myvlc.exe", L"D:\\Music\\song.mp3", kMusicByExtension},
+                      // The sets as they stand: sound-only "m4a", "ac3" and "ec3" count
+                      // as video, and music is "falc", so a ".flac" file tells nothing.
+                      RuleCase{L"myvlc.exe", L"D:\\Music\\song.m4a", kMovieByExtension},
+                      RuleCase{L"myvlc.exe", L"D:\\Music\\surround.ac3", kMovieByExtension},
+                      RuleCase{L"myvlc.exe", L"D:\\Music\\surround.EC3", kMovieByExtension},
+                      RuleCase{L"myvlc.exe", L"D:\\Music\\song.falc", kMusicByExtension},
+                      RuleCase{L"myvlc.exe", L"D:\\Music\\song.flac", kUnset},
                       // A sure name rule ends the walk before the extension and the samples.
                       RuleCase{L"PowerDVD18.exe", L"D:\\Music\\song.mp3", kSureMovie},
                       RuleCase{L"PowerDVD.exe", L"D:\\Talks\\lecture.mp4", kSureMovie, Sound::Speech},

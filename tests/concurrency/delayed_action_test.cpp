@@ -14,7 +14,7 @@
 
 #include "core/async.h"
 #include "support/main_thread_harness.h"
-#include "wait_until.h"
+#include "support/wait_until.h"
 
 namespace qv {
 namespace {

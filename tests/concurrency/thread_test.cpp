@@ -8,7 +8,7 @@
 
 #include "core/async.h"
 #include "platform/thread_id.h"
-#include "wait_until.h"
+#include "support/wait_until.h"
 
 namespace qv {
 namespace {

@@ -21,6 +21,7 @@
 #include "host_transcript.h"
 #include "logged_process.h"
 #include "sound_server.h"
+#include "support/wait_until.h"
 #include "wave_file.h"
 
 namespace qv::test {
@@ -40,14 +41,8 @@ constexpr auto kExitBound = 30s;
 // has gone, so the bound is a little under that.
 constexpr double kFallbackAtLeastSeconds = 1.5;
 
-bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds bound) {
-    const auto deadline = Clock::now() + bound;
-    while (!condition()) {
-        if (Clock::now() >= deadline) return false;
-        std::this_thread::sleep_for(20ms);
-    }
-    return true;
-}
+// Reading the outputs back costs: look at them every 20 ms.
+constexpr auto kPoll = 20ms;
 
 std::string Joined(const std::vector<std::string>& words) {
     std::string text;
@@ -132,7 +127,7 @@ protected:
                 std::string sinks;
                 return SoundServer::Pactl({"list", "short", "sinks"}, &sinks) && sinks.find(name) != std::string::npos;
             },
-            10s))
+            10s, kPoll))
             << "the sink " << name << " did not appear";
         return name;
     }
@@ -147,8 +142,9 @@ protected:
     // quorvane-host on this test's pipe, starting the classifier for the
     // default output or for the given one, with the trace on its standard
     // error.
-    LoggedProcess& StartHost(const std::string& endpoint = {}) {
-        std::vector<std::string> argv{QV_HOST_TOOL, "--pipe", m_pipe, "--classifier", QV_CONTENT_CLASSIFIER};
+    LoggedProcess& StartHost(const std::string& endpoint = {}, const std::string& pipeSuffix = {}) {
+        std::vector<std::string> argv{QV_HOST_TOOL, "--pipe", m_pipe + pipeSuffix, "--classifier",
+                                      QV_CONTENT_CLASSIFIER};
         if (!endpoint.empty()) argv.insert(argv.end(), {"--endpoint", endpoint});
         return Start("host", argv, {"QUORVANE_REGISTRY_DIR=" + m_folder + "/registry", "QUORVANE_DEBUG_OUTPUT=stderr"});
     }
@@ -166,7 +162,7 @@ protected:
                 // A wrong word in its place will not turn right: stop at once.
                 return words.size() > position || !host.Running();
             },
-            bound);
+            bound, kPoll);
         return seen;
     }
 
@@ -228,14 +224,12 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
 TEST_F(ClassifierEndToEnd, AnOutputWithoutTheAutomaticPresetIsNeverClassified) {
     const std::string output = "E2E-Plain-Speakers";
     const std::string sink = LoadSink("plain", output, "");
-
     LoggedProcess& host = StartHost(sink);
     ASSERT_TRUE(WaitUntil(
         [&] { return host.Output().find("Endpoint ID: " + sink + ".") != std::string::npos || !host.Running(); },
-        kStartBound))
+        kStartBound, kPoll))
         << "the classifier did not come up for " << sink;
     ASSERT_TRUE(host.Running());
-
     LoggedProcess& movie = Start("vlc", {m_bin + "/vlc", "--file-format=wav", "--device=" + sink, m_movie});
     ASSERT_TRUE(WaitUntil(
         [&] {
@@ -243,15 +237,24 @@ TEST_F(ClassifierEndToEnd, AnOutputWithoutTheAutomaticPresetIsNeverClassified) {
             return SoundServer::Pactl({"list", "sink-inputs"}, &streams) &&
                    streams.find("application.process.binary = \"vlc\"") != std::string::npos;
         },
-        kWordBound))
+        kWordBound, kPoll))
         << "the movie player's stream did not appear";
-    // Nothing can be waited for: the host must stay silent. Longer than the
-    // settling and the 2 s fallback together.
-    std::this_thread::sleep_for(3s);
-    EXPECT_TRUE(movie.Running());
-    movie.Signal(SIGINT);
-    ASSERT_TRUE(movie.WaitForExit(kExitBound));
 
+    // The same story, later, on an output with the preset, under a second
+    // host: once that host has heard its fallback and its movie, the plain
+    // output's classifier has had longer than that since the same events.
+    const std::string witnessOutput = "E2E-Witness-Speakers";
+    const std::string witnessSink =
+        LoadSink("witness", witnessOutput,
+                 "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
+    LoggedProcess& witness = StartHost(witnessSink, "-witness");
+    ASSERT_TRUE(WaitForWord(witness, witnessOutput, 0, "AnyContent", kStartBound))
+        << "the witness heard " << Joined(Heard(witness, witnessOutput));
+    Start("vlc", {m_bin + "/vlc", "--file-format=wav", "--device=" + witnessSink, m_movie});
+    ASSERT_TRUE(WaitForWord(witness, witnessOutput, 1, "Movie", kWordBound))
+        << "the witness heard " << Joined(Heard(witness, witnessOutput));
+
+    EXPECT_TRUE(movie.Running());
     host.Signal(SIGINT);
     ASSERT_EQ(host.WaitForExit(kExitBound), 0);
     EXPECT_EQ(Heard(host, output), std::vector<std::string>{}) << "no word, not even a withdrawal";

@@ -10,7 +10,8 @@
 #include <fstream>
 #include <map>
 #include <sstream>
-#include <thread>
+
+#include "support/wait_until.h"
 
 extern char** environ;
 
@@ -125,11 +126,7 @@ bool LoggedProcess::Running() {
 }
 
 std::optional<int> LoggedProcess::WaitForExit(std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (Running()) {
-        if (std::chrono::steady_clock::now() >= deadline) return std::nullopt;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    if (!WaitUntil([&] { return !Running(); }, timeout, std::chrono::milliseconds(10))) return std::nullopt;
     return m_exitCode;
 }
 

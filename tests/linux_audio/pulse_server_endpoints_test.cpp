@@ -127,7 +127,7 @@ TEST_F(PulseServerEndpointsTest, PropertiesComeFromTheProplistFirstThenFromTheFi
 
 TEST_F(PulseServerEndpointsTest, NewEndpointAndNewDefaultAreAnnouncedAndARemovalLeavesItNotPresent) {
     auto client = MakeRef<FakeEndpointClient>();
-    ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(client.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(enumerator.get(), client.get()), S_OK);
     std::string module;
     ASSERT_TRUE(SoundServer::Pactl({"load-module", "module-null-sink", "sink_name=extra"}, &module));
     while (!module.empty() && module.back() == '\n') module.pop_back();
@@ -169,20 +169,21 @@ TEST_F(PulseServerEndpointsTest, NewEndpointAndNewDefaultAreAnnouncedAndARemoval
 TEST_F(PulseServerEndpointsTest, ProplistChangesAreAnnouncedKeyByKey) {
     if (SoundServer::Get().IsPipeWire()) GTEST_SKIP() << "PipeWire offers no command to change a sink's proplist";
     auto client = MakeRef<FakeEndpointClient>();
-    ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(client.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(enumerator.get(), client.get()), S_OK);
     ASSERT_TRUE(SoundServer::Run(
         {"pacmd", "update-sink-proplist", "other", "quorvane.auto-preset.enable=1", "device.description=Renamed"}));
     ASSERT_TRUE(client->Log.WaitFor([](const auto& calls) { return calls.size() >= 2; }));
-    std::this_thread::sleep_for(100ms);  // anything more would come now
-    EXPECT_EQ(client->Log.Calls(),
-              (std::vector<std::wstring>{L"property other " + std::to_wstring(PKEY_Device_FriendlyName.pid),
-                                         L"property other " + std::to_wstring(PKEY_EnableAutoPreset.pid)}));
     CRefPtr<IMMDevice> other = Device(L"other");
     EXPECT_EQ(ValueOf(other.get(), PKEY_EnableAutoPreset).ulVal, 1u);
     EXPECT_EQ(ValueOf(other.get(), PKEY_Device_FriendlyName).pwszVal, L"Renamed");
     ASSERT_TRUE(SoundServer::Run({"pacmd", "update-sink-proplist", "other",
                                   "device.description=\"Other Speakers\" quorvane.auto-preset.enable=0"}));
     ASSERT_TRUE(client->Log.WaitFor([](const auto& calls) { return calls.size() >= 4; }));
+    // The second change's calls came, so anything more of the first would
+    // stand between them: each change is its two keys and nothing else.
+    const std::wstring name = L"property other " + std::to_wstring(PKEY_Device_FriendlyName.pid);
+    const std::wstring enable = L"property other " + std::to_wstring(PKEY_EnableAutoPreset.pid);
+    EXPECT_EQ(client->Log.Calls(), (std::vector<std::wstring>{name, enable, name, enable}));
     EXPECT_EQ(ValueOf(other.get(), PKEY_EnableAutoPreset).ulVal, 0u);
     EXPECT_EQ(ValueOf(other.get(), PKEY_Device_FriendlyName).pwszVal, L"Other Speakers");
 }
@@ -193,17 +194,17 @@ TEST_F(PulseServerEndpointsTest, UnregisteringWaitsForARunningCallAndWorksFromWi
     std::atomic<bool> inCall{false}, finished{false};
     slow->During = [&] {
         if (inCall.exchange(true)) return;
+        // The fake's own timing: a call long enough that an unregistration
+        // that did not wait for it would return first.
         std::this_thread::sleep_for(150ms);
         finished = true;
     };
     quitter->During = [&] { EXPECT_EQ(enumerator->UnregisterEndpointNotificationCallback(quitter.get()), S_OK); };
-    ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(quitter.get()), S_OK);
-    ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(slow.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(enumerator.get(), quitter.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(enumerator.get(), slow.get()), S_OK);
 
     ASSERT_TRUE(SoundServer::Get().MakeDefaultSink("other")) << SoundServer::Get().Diagnostics();
-    const auto giveUp = std::chrono::steady_clock::now() + 10s;
-    while (!inCall && std::chrono::steady_clock::now() < giveUp) std::this_thread::sleep_for(1ms);
-    ASSERT_TRUE(inCall) << "the server has the new default, no endpoint event came for it";
+    ASSERT_TRUE(WaitUntil([&] { return inCall.load(); })) << "the server has the new default, no endpoint event came for it";
     EXPECT_EQ(enumerator->UnregisterEndpointNotificationCallback(slow.get()), S_OK);
     EXPECT_TRUE(finished) << "returned while the call still ran";
     ASSERT_TRUE(SoundServer::Get().MakeDefaultSink("spk")) << SoundServer::Get().Diagnostics();

@@ -2,9 +2,8 @@
 // connection) per test, and short ways to its endpoints and sessions.
 #pragma once
 
-#include <chrono>
+#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,6 +12,7 @@
 #include "platform/codes.h"
 #include "platform/linux/linux_audio.h"
 #include "sound_server.h"
+#include "support/wait_until.h"
 
 namespace qv::test {
 
@@ -62,25 +62,19 @@ public:
     }
     // The session of the process on the endpoint, once the server shows it.
     static CRefPtr<IAudioSessionControl2> WaitForSessionOf(IMMDevice* device, uint32_t pid) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (std::chrono::steady_clock::now() < deadline) {
+        return WaitForResult([&]() -> CRefPtr<IAudioSessionControl2> {
             for (auto& session : SessionsOf(device))
                 if (ProcessOf(session.get()) == pid) return session;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return nullptr;
+            return nullptr;
+        });
     }
     // Whether the default render endpoint is the one named, within moments:
     // PipeWire's session manager applies a new default in its own time.
     bool WaitForDefaultRender(const std::wstring& id) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        for (;;) {
+        return WaitUntil([&] {
             CRefPtr<IMMDevice> device;
-            if (enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device) == S_OK && IdOf(device.get()) == id)
-                return true;
-            if (std::chrono::steady_clock::now() >= deadline) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
+            return enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device) == S_OK && IdOf(device.get()) == id;
+        });
     }
     static AudioSessionState StateOf(IAudioSessionControl* session) {
         AudioSessionState state = AudioSessionStateInactive;
@@ -89,15 +83,47 @@ public:
     }
     // Whether the session reaches the state within moments.
     static bool WaitForState(IAudioSessionControl* session, AudioSessionState wanted) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (StateOf(session) != wanted) {
-            if (std::chrono::steady_clock::now() >= deadline) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return true;
+        return WaitUntil([&] { return StateOf(session) == wanted; });
+    }
+
+    // The port keeps a bare pointer to a registered callback object, safe
+    // only until it is unregistered. These register one for the rest of the
+    // test: the fixture keeps it alive and unregisters it when the test ends,
+    // however it ends, before the port's threads could call a freed object.
+    // A test may unregister earlier; the late unregistration then finds
+    // nothing.
+    HRESULT RegisterForTheTest(IMMDeviceEnumerator* port, IMMNotificationClient* client) {
+        return Keep(port->RegisterEndpointNotificationCallback(client), [port = CRefPtr<IMMDeviceEnumerator>(port),
+                                                                        client = CRefPtr<IMMNotificationClient>(client)] {
+            port->UnregisterEndpointNotificationCallback(client.get());
+        });
+    }
+    HRESULT RegisterForTheTest(IAudioSessionManager2* port, IAudioSessionNotification* client) {
+        return Keep(port->RegisterSessionNotification(client),
+                    [port = CRefPtr<IAudioSessionManager2>(port), client = CRefPtr<IAudioSessionNotification>(client)] {
+                        port->UnregisterSessionNotification(client.get());
+                    });
+    }
+    HRESULT RegisterForTheTest(IAudioSessionControl* port, IAudioSessionEvents* client) {
+        return Keep(port->RegisterAudioSessionNotification(client),
+                    [port = CRefPtr<IAudioSessionControl>(port), client = CRefPtr<IAudioSessionEvents>(client)] {
+                        port->UnregisterAudioSessionNotification(client.get());
+                    });
+    }
+    void TearDown() override {
+        for (auto unregister = m_unregistrations.rbegin(); unregister != m_unregistrations.rend(); ++unregister)
+            (*unregister)();
+        m_unregistrations.clear();
     }
 
     CRefPtr<IMMDeviceEnumerator> enumerator;
+
+private:
+    HRESULT Keep(HRESULT registered, std::function<void()> unregister) {
+        if (registered == S_OK) m_unregistrations.push_back(std::move(unregister));
+        return registered;
+    }
+    std::vector<std::function<void()>> m_unregistrations;
 };
 
 }  // namespace qv::test

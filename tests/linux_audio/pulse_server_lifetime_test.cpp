@@ -64,22 +64,20 @@ TEST_F(PulseServerLifetimeTest, LastReferenceMayGoInsideACallback) {
     // the callback, on the port's own thread, which then ends the
     // connection without waiting for itself.
     TestChild pacat({"pacat", "--playback", "-d", "spk", "/dev/zero"});
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (ReferencesOf(notification.get()) != 1 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(5ms);
+    WaitUntil([&] { return ReferencesOf(notification.get()) == 1; });
     EXPECT_EQ(notification->calls.load(), 1);
     EXPECT_EQ(ReferencesOf(notification.get()), 1u) << "the ended connection let go of its registration";
 }
 
 TEST_F(PulseServerLifetimeTest, LostServerFailsTheCallsAndTheNextCallReconnects) {
     auto client = MakeRef<FakeEndpointClient>();
-    ASSERT_EQ(enumerator->RegisterEndpointNotificationCallback(client.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(enumerator.get(), client.get()), S_OK);
     CRefPtr<IMMDevice> spk = Device(L"spk");
     TestChild pacat({"pacat", "--playback", "-d", "spk", "/dev/zero"});
     CRefPtr<IAudioSessionControl2> session = WaitForSessionOf(spk.get(), static_cast<uint32_t>(pacat.Pid()));
     ASSERT_TRUE(session);
     auto events = MakeRef<FakeSessionEvents>();
-    ASSERT_EQ(session->RegisterAudioSessionNotification(events.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(session.get(), events.get()), S_OK);
 
     SoundServer::Get().Stop();
     ASSERT_TRUE(events->Log.WaitForCall(L"disconnected " + std::to_wstring(DisconnectReasonServerShutdown)));
@@ -96,11 +94,8 @@ TEST_F(PulseServerLifetimeTest, LostServerFailsTheCallsAndTheNextCallReconnects)
     ASSERT_TRUE(SoundServer::Get().Start());
     // The port tries again on its own, and at once when asked (but at most
     // every half second), so within moments a call succeeds.
-    const auto deadline = std::chrono::steady_clock::now() + 15s;
     HRESULT hr = E_FAIL;
-    while ((hr = enumerator->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, devices)) != S_OK &&
-           std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(50ms);
+    WaitUntil([&] { return (hr = enumerator->EnumAudioEndpoints(eAll, DEVICE_STATE_ACTIVE, devices)) == S_OK; });
     ASSERT_EQ(hr, S_OK);
     ASSERT_TRUE(client->Log.WaitForCall(L"added spk")) << "the endpoints come back as added, so the model rebuilds";
     EXPECT_EQ(StateOf(spk.get()), DEVICE_STATE_ACTIVE) << "an endpoint is named by its id, and works again";

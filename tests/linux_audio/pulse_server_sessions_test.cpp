@@ -103,7 +103,7 @@ TEST_F(PulseServerSessionsTest, NewStreamIsAnnouncedAndItsEventsFollowItToTheEnd
     CRefPtr<IMMDevice> spk = Device(L"spk");
     CRefPtr<IAudioSessionManager2> manager = Manager(spk.get());
     auto notification = MakeRef<FakeSessionNotification>();
-    ASSERT_EQ(manager->RegisterSessionNotification(notification.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(manager.get(), notification.get()), S_OK);
 
     auto player = StartPlayer("spk", true);
     ASSERT_TRUE(notification->Log.WaitFor([](const auto& created) { return !created.empty(); }));
@@ -114,7 +114,7 @@ TEST_F(PulseServerSessionsTest, NewStreamIsAnnouncedAndItsEventsFollowItToTheEnd
     EXPECT_EQ(StateOf(session.get()), AudioSessionStateInactive) << "started corked";
 
     auto events = MakeRef<FakeSessionEvents>();
-    ASSERT_EQ(session->RegisterAudioSessionNotification(events.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(session.get(), events.get()), S_OK);
     ASSERT_TRUE(Command(*player, "uncork"));
     ASSERT_TRUE(events->Log.WaitForCall(StateCall(AudioSessionStateActive)));
     EXPECT_EQ(StateOf(session.get()), AudioSessionStateActive);
@@ -161,12 +161,12 @@ TEST_F(PulseServerSessionsTest, MovedStreamIsDisconnectedHereAndCreatedThere) {
     CRefPtr<IMMDevice> spk = Device(L"spk");
     CRefPtr<IMMDevice> other = Device(L"other");
     auto arrivals = MakeRef<FakeSessionNotification>();
-    ASSERT_EQ(Manager(other.get())->RegisterSessionNotification(arrivals.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(Manager(other.get()).get(), arrivals.get()), S_OK);
     auto player = StartPlayer("spk", false);
     CRefPtr<IAudioSessionControl2> here = WaitForSessionOf(spk.get(), static_cast<uint32_t>(player->Pid()));
     ASSERT_TRUE(here);
     auto events = MakeRef<FakeSessionEvents>();
-    ASSERT_EQ(here->RegisterAudioSessionNotification(events.get()), S_OK);
+    ASSERT_EQ(RegisterForTheTest(here.get(), events.get()), S_OK);
 
     std::wstring instance;
     here->GetSessionInstanceIdentifier(instance);
@@ -204,16 +204,14 @@ TEST_F(PulseServerSessionsTest, EventRoleMakesTheSystemSoundsSession) {
 TEST_F(PulseServerSessionsTest, ClaimedProcessIdThatNoProcessHasReadsAsZero) {
     auto player = StartPlayer("spk", false, {"PULSE_PROP=application.process.id=2147483000"});
     CRefPtr<IMMDevice> spk = Device(L"spk");
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    CRefPtr<IAudioSessionControl2> found;
-    while (!found && std::chrono::steady_clock::now() < deadline) {
+    CRefPtr<IAudioSessionControl2> found = WaitForResult([&]() -> CRefPtr<IAudioSessionControl2> {
         for (auto& session : SessionsOf(spk.get())) {
             std::wstring name;
             session->GetDisplayName(name);
-            if (name == L"qv corking player") found = session;
+            if (name == L"qv corking player") return session;
         }
-        if (!found) std::this_thread::sleep_for(20ms);
-    }
+        return nullptr;
+    });
     ASSERT_TRUE(found);
     EXPECT_EQ(ProcessOf(found.get()), 0u) << "the client may claim any id; only a live one counts";
 }

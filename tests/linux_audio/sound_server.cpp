@@ -13,7 +13,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <thread>
+
+#include "support/wait_until.h"
 
 extern char** environ;
 
@@ -85,16 +86,16 @@ bool SoundServer::Start() {
         ::_exit(127);
     }
     m_pid = pid;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (::access((m_folder + "/ready").c_str(), F_OK) == 0) return true;
-        int status = 0;
-        if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
-            m_pid = -1;
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+    const bool settled = WaitUntil(
+        [&] {
+            if (::access((m_folder + "/ready").c_str(), F_OK) == 0) return true;
+            int status = 0;
+            if (::waitpid(m_pid, &status, WNOHANG) != m_pid) return false;
+            m_pid = -1;  // the script ended without getting ready
+            return true;
+        },
+        kWaitBound, std::chrono::milliseconds(20));
+    if (settled && m_pid > 0) return true;
     std::fprintf(stderr, "%s\n", Diagnostics().c_str());
     Stop();
     return false;
@@ -150,19 +151,18 @@ bool SoundServer::Pactl(const std::vector<std::string>& arguments, std::string* 
 }
 
 bool SoundServer::MakeDefaultSink(const std::string& name) const {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     auto nextRequest = std::chrono::steady_clock::now();
-    for (;;) {
-        const auto now = std::chrono::steady_clock::now();
-        if (now >= nextRequest) {
-            Pactl({"set-default-sink", name});
-            nextRequest = now + std::chrono::seconds(1);
-        }
-        std::string current;
-        if (Pactl({"get-default-sink"}, &current) && current == name + "\n") return true;
-        if (now >= deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+    return WaitUntil(
+        [&] {
+            const auto now = std::chrono::steady_clock::now();
+            if (now >= nextRequest) {
+                Pactl({"set-default-sink", name});
+                nextRequest = now + std::chrono::seconds(1);
+            }
+            std::string current;
+            return Pactl({"get-default-sink"}, &current) && current == name + "\n";
+        },
+        kWaitBound, std::chrono::milliseconds(20));
 }
 
 std::string SoundServer::Diagnostics() const {

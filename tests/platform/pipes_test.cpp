@@ -247,7 +247,8 @@ TEST_F(PipesTest, CloseWakesABlockedConnectAndFreesTheName) {
         CRefPtr<IPipeConnection> connection;
         result = server->ConnectNamedPipe(connection);
     });
-    // Close must work whether the waiter is already blocked or not yet.
+    // Not a synchronisation: Close must work whether the waiter is already
+    // blocked or not yet; the head start makes it blocked in practice.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     server->Close();
     waiter.join();
@@ -267,6 +268,7 @@ TEST_F(PipesTest, CloseWakesAServerReadThatWaitsForItsClient) {
         uint32_t read = 0;
         result = served->ReadFile(buffer, sizeof buffer, read);
     });
+    // Not a synchronisation, as above: blocked or not yet, the read must end.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     server->Close();
     reader.join();

@@ -9,6 +9,7 @@
 #include "platform/codes.h"
 #include "platform/sim/sim_audio.h"
 #include "sim_test_doubles.h"
+#include "support/wait_until.h"
 
 namespace qv::test {
 namespace {
@@ -84,10 +85,10 @@ TEST_F(SimAudioEndpoints, UnregisteringWaitsForARunningCallbackAndStopsTheOnesQu
         result = audio->UnregisterEndpointNotificationCallback(client.get());
         returned = true;
     });
-    // Nothing can make it return while the callback runs; a generous look.
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    // The registration is gone at once: the unregistration is under way and
+    // now waits for the running callback, which it must not outrun.
+    ASSERT_TRUE(test::WaitUntil([&] { return audio->EndpointClientCount() == 0u; }));
     EXPECT_FALSE(returned.load());
-    EXPECT_EQ(audio->EndpointClientCount(), 0u);
 
     gate.Open();
     unregistering.join();

@@ -8,6 +8,7 @@
 #include "platform/codes.h"
 #include "platform/sim/sim_power.h"
 #include "sim_test_doubles.h"
+#include "support/wait_until.h"
 
 namespace qv::test {
 namespace {
@@ -56,7 +57,9 @@ TEST_F(SimPower, UnregisteringWaitsForARunningCallbackAndNothingFollowsIt) {
         power->PowerUnregisterSuspendResumeNotification(registration);
         returned = true;
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    // The registration is gone at once: the unregistration is under way and
+    // now waits for the running callback, which it must not outrun.
+    ASSERT_TRUE(test::WaitUntil([&] { return power->RegistrationCount() == 0u; }));
     EXPECT_FALSE(returned.load());
     gate.Open();
     unregistering.join();

@@ -134,6 +134,8 @@ TEST_F(WholeGraphTest, TheManagerGoesWhileTheMachineIsStillTalking) {
                 Audio().AddSession(kSpeakers, {.processId = kCaller, .state = AudioSessionStateActive});
                 Power().SendPowerEvent(10);
             }
+            // The machine's own pace: events keep coming while the model
+            // runs and while it lets go of the manager.
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     });

@@ -13,6 +13,7 @@
 #include "platform/thread_id.h"
 #include "shell/entry.h"
 #include "shell/main_loop.h"
+#include "support/wait_until.h"
 
 namespace qv {
 namespace {
@@ -69,9 +70,7 @@ TEST_F(EntryTest, QuitPostedWhenTheLoopIsReadyEndsTheRunWithZeroAndWhatFollowsIt
 
     // The queue goes with the last holder of the loop; a worker thread of the
     // model that is still winding down may be that holder for a moment.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (token.use_count() > 1 && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    test::WaitUntil([&] { return token.use_count() == 1; });
     EXPECT_EQ(token.use_count(), 1) << "the dropped function was never freed";
     EXPECT_FALSE(ranAfterQuit);
 }

@@ -8,6 +8,8 @@
 #include <unistd.h>
 #endif
 
+#include "support/wait_until.h"
+
 namespace qv::test {
 
 namespace {
@@ -50,12 +52,9 @@ PipeTestServer::PipeTestServer(CRefPtr<IPipes> pipes, std::wstring name, bool se
     options.firstInstance = true;
     // The fixed names of the system's pipes may be held for a moment by
     // another test program on the same machine.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    for (;;) {
-        m_createError = pipes->CreateNamedPipe(name, options, m_server);
-        if (m_createError != kErrorAccessDenied || std::chrono::steady_clock::now() >= deadline) break;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+    WaitUntil(
+        [&] { return (m_createError = pipes->CreateNamedPipe(name, options, m_server)) != kErrorAccessDenied; },
+        kWaitBound, std::chrono::milliseconds(20));
     if (m_createError != 0) return;
     m_serve = serveNow;
     m_thread = std::thread([this] { Serve(); });

@@ -12,6 +12,7 @@
 
 #include "core/text.h"
 #include "platform/win32/windows_api.h"
+#include "support/wait_until.h"
 #include "win32_ports_support.h"
 
 namespace qv {
@@ -20,17 +21,6 @@ namespace {
 using test::ForeignEvent;
 using test::StartChild;
 using test::Win32Platform;
-
-// Polls a condition that another thread makes true, with a generous bound.
-template <class Condition>
-bool Eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 // Ends a child that the test no longer needs, with a code of its choosing.
 void Terminate(uint32_t processId, uint32_t code) {
@@ -106,12 +96,12 @@ TEST_F(Win32ProcessesTest, AChildOpenedAsTheModelOpensItShowsItsImageParentTimes
     ASSERT_EQ(processes->WaitForProcessExit(opened.get(), stopFirst.get(), ReportTo(stopped)), 0u);
     ASSERT_EQ(processes->WaitForProcessExit(opened.get(), stopSecond.get(), ReportTo(ended)), 0u);
     stopFirst->SetEvent();
-    ASSERT_TRUE(Eventually([&] { return stopped->calls == 1; }));
+    ASSERT_TRUE(test::WaitUntil([&] { return stopped->calls == 1; }));
     EXPECT_FALSE(stopped->ended);
     // The thread waits on handles of its own: the caller's may go at once.
     stopSecond = nullptr;
     Terminate(child->ProcessId(), 7);
-    ASSERT_TRUE(Eventually([&] { return ended->calls == 1; }));
+    ASSERT_TRUE(test::WaitUntil([&] { return ended->calls == 1; }));
     EXPECT_TRUE(ended->ended);
     EXPECT_NE(ended->thread.load(), ::GetCurrentThreadId());
     EXPECT_EQ(stopped->calls, 1) << "a stopped wait calls back once";

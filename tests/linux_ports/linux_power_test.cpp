@@ -12,6 +12,7 @@
 #include "platform/linux/linux_power.h"
 #include "sound_server.h"
 #include "support/callback_recorders.h"
+#include "support/wait_until.h"
 
 namespace qv {
 namespace {
@@ -77,6 +78,8 @@ TEST(LinuxPowerTest, OnlyLogindIsBelievedAndUnregisteringWaitsForARunningCall) {
     std::atomic<bool> inCall{false}, finished{false};
     callback.During = [&] {
         inCall = true;
+        // The fake's own timing: a call long enough that an unregistration
+        // that did not wait for it would return first.
         std::this_thread::sleep_for(100ms);
         finished = true;
     };
@@ -89,7 +92,7 @@ TEST(LinuxPowerTest, OnlyLogindIsBelievedAndUnregisteringWaitsForARunningCall) {
     CFakeLogind logind(address);
     ASSERT_TRUE(logind.Ok());
     ASSERT_TRUE(logind.PrepareForSleep(false));
-    while (!inCall) std::this_thread::sleep_for(1ms);
+    ASSERT_TRUE(test::WaitUntil([&] { return inCall.load(); })) << "logind's signal never reached the callback";
     EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(registration), 0u);
     EXPECT_TRUE(finished) << "the unregistration returned while the call still ran";
     EXPECT_EQ(callback.Log.Calls(), (std::vector<std::wstring>{Type(PBT_APMRESUMEAUTOMATIC)}))

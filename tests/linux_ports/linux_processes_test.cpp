@@ -140,7 +140,8 @@ TEST(LinuxProcessesTest, TwoProcessesDifferInStartTimeAndAHandleStaysWithItsProc
     auto processes = MakeRef<CLinuxProcesses>();
     auto sync = MakeRef<CLinuxSync>();
     TestChild a({"sleep", "30"});
-    // The clock ticks 100 times a second: the second start is a later tick.
+    // Not a synchronisation: the start-time clock ticks 100 times a second,
+    // and the second start must fall on a later tick.
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     TestChild b({"sleep", "30"});
     CRefPtr<IProcessHandle> first, second;

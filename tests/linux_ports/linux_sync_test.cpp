@@ -63,6 +63,8 @@ TEST_F(LinuxSyncTest, WaitBlocksUntilAnotherThreadSetsTheEventOrTheTimeRunsOut) 
     EXPECT_GE(std::chrono::steady_clock::now() - start, 45ms);
 
     std::thread setter([event] {
+        // The setter's own timing: late enough that the wait is blocked by
+        // then in practice; the wait must end either way.
         std::this_thread::sleep_for(20ms);
         event->SetEvent();
     });
@@ -134,6 +136,8 @@ TEST_F(LinuxSyncTest, HolderThatDiesAbandonsTheMutexAndTheWaitTakesIt) {
     EXPECT_EQ(sync->WaitForMultipleObjects({mutex.get()}, 0), kWaitTimeout);
 
     std::thread killer([&] {
+        // The killer's own timing: the wait should be blocked on the holder
+        // by then; it must end abandoned either way.
         std::this_thread::sleep_for(50ms);
         holder->Kill(SIGKILL);
     });
@@ -161,6 +165,7 @@ TEST_F(LinuxSyncTest, EventEndsAWaitForAHeldMutexWithoutTakingIt) {
     CRefPtr<IEvent> stop;
     ASSERT_EQ(sync->CreateEvent(stop), 0u);
     std::thread setter([stop] {
+        // The setter's own timing, as above.
         std::this_thread::sleep_for(30ms);
         stop->SetEvent();
     });
