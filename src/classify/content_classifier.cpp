@@ -91,8 +91,8 @@ void CContentClassifier::CContentClassifier_audioDeviceDataFlowChanged(void* sen
     if (device->EndpointId() == m_endpointId) {
         AudioDevice.set(CRefPtr<CAudioDevice>(device));
     } else if (device->DataFlow.value() == eCapture) {
-        CRefPtr<CAudioSessionManager> manager;
-        manager.Attach(new CAudioSessionManager(device->EndpointId(), TraceTarget(), Dispatcher(), Log()));
+        CRefPtr<CAudioSessionManager> manager =
+            MakeRef<CAudioSessionManager>(device->EndpointId(), TraceTarget(), Dispatcher(), Log());
         manager->AudioDevice.set(CRefPtr<CAudioDevice>(device));
         captureAudioSessionManagers.Add(manager);
     }
@@ -119,8 +119,8 @@ void CContentClassifier::CContentClassifier_AudioDeviceChanged(void*, CallbackCa
     QV_TRACE_SCOPE(L"CContentClassifier::AudioDevice_Changed", PointerArgument(AudioDevice->get()));
     CAudioDevice* device = AudioDevice->get();
     if (!device) return;
-    CRefPtr<CAudioSessionManager> manager;
-    manager.Attach(new CAudioSessionManager(device->EndpointId(), TraceTarget(), Dispatcher(), Log()));
+    CRefPtr<CAudioSessionManager> manager =
+        MakeRef<CAudioSessionManager>(device->EndpointId(), TraceTarget(), Dispatcher(), Log());
     AudioSessionManager.set(manager);
     manager->AudioDevice.set(AudioDevice.value());
     device->IsDefaultEndpoint.Subscribe(this, IsDefaultEndpoint_Handlers());
@@ -284,8 +284,7 @@ void CContentClassifier::CContentClassifier_activeAudioSessionClassifierChanging
         classifier->Classification.Unsubscribe(this, activeAudioSessionClassification_Handlers());
 }
 
-void CContentClassifier::CContentClassifier_activeAudioSessionClassificationChanged(void* sender,
-                                                                                    CallbackCallReason) {
+void CContentClassifier::CContentClassifier_activeAudioSessionClassificationChanged(void* sender, CallbackCallReason) {
     QV_TRACE_SCOPE(L"CContentClassifier::activeAudioSessionClassification_Changed");
     Trace(L"Classification: %s\n",
           ClassificationName(static_cast<CAudioSessionClassifier*>(sender)->Classification->Category));
@@ -339,24 +338,19 @@ void CContentClassifier::CContentClassifier_activeAudioSessionProcessInfoChangin
 void CContentClassifier::CContentClassifier_activeAudioSessionOpenedMediaFilePathChanged(void*, CallbackCallReason) {
     PostUpdateCalculatedClassification(kEventSettling);
 }
-void CContentClassifier::CContentClassifier_activeAudioSessionOpenedMediaFilePathChanging(void*,
-                                                                                          CallbackCallReason) {
+void CContentClassifier::CContentClassifier_activeAudioSessionOpenedMediaFilePathChanging(void*, CallbackCallReason) {
     PostUpdateCalculatedClassification(kEventSettling);
 }
-void CContentClassifier::CContentClassifier_activeAudioSessionAudioStreamBasicInfoChanged(void*,
-                                                                                          CallbackCallReason) {
+void CContentClassifier::CContentClassifier_activeAudioSessionAudioStreamBasicInfoChanged(void*, CallbackCallReason) {
     PostUpdateCalculatedClassification(kEventSettling);
 }
-void CContentClassifier::CContentClassifier_activeAudioSessionAudioStreamBasicInfoChanging(void*,
-                                                                                           CallbackCallReason) {
+void CContentClassifier::CContentClassifier_activeAudioSessionAudioStreamBasicInfoChanging(void*, CallbackCallReason) {
     PostUpdateCalculatedClassification(kEventSettling);
 }
-void CContentClassifier::CContentClassifier_activeAudioSessionWebBrowserProcessInfoChanged(void*,
-                                                                                           CallbackCallReason) {
+void CContentClassifier::CContentClassifier_activeAudioSessionWebBrowserProcessInfoChanged(void*, CallbackCallReason) {
     PostUpdateCalculatedClassification(kEventSettling);
 }
-void CContentClassifier::CContentClassifier_activeAudioSessionWebBrowserProcessInfoChanging(void*,
-                                                                                            CallbackCallReason) {
+void CContentClassifier::CContentClassifier_activeAudioSessionWebBrowserProcessInfoChanging(void*, CallbackCallReason) {
     PostUpdateCalculatedClassification(kEventSettling);
 }
 void CContentClassifier::CContentClassifier_activeAudioSessionIsVideoChanged(void*, CallbackCallReason) {

@@ -161,7 +161,7 @@ void CAudioDevice::StartNewDeviceToast() {
     if (NewDeviceToast) NewDeviceToast->Start();
 }
 
-// Rung 6.
+// Rung 6: the properties are read as soon as the store is there.
 void CAudioDevice::CAudioDevice_AudioEndpointPropertiesChanged(void*, CallbackCallReason) {
     QV_TRACE_SCOPE(L"CAudioDevice::AudioEndpointProperties_Changed", PointerArgument(AudioEndpointProperties->get()));
     if (!AudioEndpointProperties.value()) return;

@@ -22,7 +22,7 @@ CAudioDeviceManager::CAudioDeviceManager(const CRefPtr<ITraceFuncCallTarget>& tr
         DeviceEnumerator.set(enumerator);
         Trace(L"Done.\n");
     }
-    m_webClassifier.Attach(new CWebContentClassifier(TraceTarget(), Dispatcher(), Log()));
+    m_webClassifier = MakeRef<CWebContentClassifier>(TraceTarget(), Dispatcher(), Log());
     DeviceEnumerator.Subscribe(this, DeviceEnumerator_Handlers());
 }
 
@@ -37,13 +37,12 @@ void CAudioDeviceManager::CAudioDeviceManager_DeviceEnumeratorChanged(void*, Cal
     if (!DeviceEnumerator.value()) return;
     const CRefPtr<IMMDeviceEnumerator>& enumerator = DeviceEnumerator.value();
 
-    CRefPtr<CSuspendResumeNotificationClient> power;
-    power.Attach(new CSuspendResumeNotificationClient(enumerator, Dispatcher(), TraceTarget()));
+    CRefPtr<CSuspendResumeNotificationClient> power =
+        MakeRef<CSuspendResumeNotificationClient>(enumerator, Dispatcher(), TraceTarget());
     SuspendResumeNotificationClient.set(power);
     power->RegisterReceiver(this);
 
-    CRefPtr<CMMNotificationClient> endpoints;
-    endpoints.Attach(new CMMNotificationClient(enumerator, Dispatcher(), TraceTarget()));
+    CRefPtr<CMMNotificationClient> endpoints = MakeRef<CMMNotificationClient>(enumerator, Dispatcher(), TraceTarget());
     MMNotificationClient.set(endpoints);
     endpoints->RegisterReceiver(this);
 
@@ -99,8 +98,8 @@ void CAudioDeviceManager::KnownEndpointIds_ItemAdded(const std::wstring& endpoin
     // The order is required: the enumerator resolves the endpoint, the power
     // client makes the first pass through the store, the endpoint client the
     // second, and only then do the classifiers see the device.
-    CRefPtr<CAudioDevice> device;
-    device.Attach(new CAudioDevice(TraceTarget(), Dispatcher(), Log(), endpointId, !InitialEnumerationPending));
+    CRefPtr<CAudioDevice> device =
+        MakeRef<CAudioDevice>(TraceTarget(), Dispatcher(), Log(), endpointId, !InitialEnumerationPending);
     device->DeviceEnumerator.set(DeviceEnumerator.value());
     device->SuspendResumeNotificationClient.set(SuspendResumeNotificationClient.value());
     device->MMNotificationClient.set(MMNotificationClient.value());
@@ -108,8 +107,8 @@ void CAudioDeviceManager::KnownEndpointIds_ItemAdded(const std::wstring& endpoin
     // From now on any turn to active is a connection, also for the
     // endpoints of the start: only their first look is free of a toast.
     device->ShowNewDeviceToast = true;
-    CRefPtr<CContentClassifier> classifier;
-    classifier.Attach(new CContentClassifier(this, TraceTarget(), Dispatcher(), Log(), endpointId, m_webClassifier));
+    CRefPtr<CContentClassifier> classifier =
+        MakeRef<CContentClassifier>(this, TraceTarget(), Dispatcher(), Log(), endpointId, m_webClassifier);
     classifier->HostPipeName.set(m_hostPipeName);
     m_contentClassifiers.push_back(classifier);
 }
@@ -159,9 +158,7 @@ void CAudioDeviceManager::OnDefaultDeviceChanged(EDataFlow, ERole, const std::ws
     QV_TRACE_SCOPE(L"CAudioDeviceManager::OnDefaultDeviceChanged");
 }
 
-void CAudioDeviceManager::OnDeviceAdded(const std::wstring&) {
-    QV_TRACE_SCOPE(L"CAudioDeviceManager::OnDeviceAdded");
-}
+void CAudioDeviceManager::OnDeviceAdded(const std::wstring&) { QV_TRACE_SCOPE(L"CAudioDeviceManager::OnDeviceAdded"); }
 
 void CAudioDeviceManager::OnDeviceRemoved(const std::wstring&) {
     QV_TRACE_SCOPE(L"CAudioDeviceManager::OnDeviceRemoved");

@@ -6,30 +6,15 @@
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <mutex>
-#include <unordered_map>
 #include <vector>
 
 #include "core/async.h"
 #include "core/ref.h"
+#include "devices/pointer_hash_table.h"
 
 namespace qv {
-
-// FNV-1a over the bytes of the pointer.
-struct ReceiverPointerHash {
-    std::size_t operator()(const void* pointer) const {
-        uint64_t hash = 0xCBF29CE484222325ULL;
-        unsigned char bytes[sizeof(pointer)];
-        std::memcpy(bytes, &pointer, sizeof(pointer));
-        for (unsigned char b : bytes) {
-            hash ^= b;
-            hash *= 0x100000001B3ULL;
-        }
-        return static_cast<std::size_t>(hash);
-    }
-};
 
 template <class Receiver, std::size_t Operations>
 class CNotificationReceiverInfo : public CAddReleaseRef {
@@ -54,37 +39,29 @@ class CNotificationReceiverTable {
 public:
     using Info = CNotificationReceiverInfo<Receiver, Operations>;
 
-    CNotificationReceiverTable() {
-        m_receivers.max_load_factor(1.0f);
-        m_receivers.rehash(8);
-    }
-
     // A receiver that registers twice must unregister twice.
     void Register(Receiver* receiver) {
         std::lock_guard lock(ReceiversLock);
-        auto it = m_receivers.find(receiver);
-        if (it != m_receivers.end()) {
-            ++it->second->Registrations;
+        if (CRefPtr<Info>* known = m_receivers.Find(receiver)) {
+            ++(*known)->Registrations;
             return;
         }
-        CRefPtr<Info> info;
-        info.Attach(new Info(receiver));
-        m_receivers.emplace(receiver, info);
+        CRefPtr<Info> info = MakeRef<Info>(receiver);
+        m_receivers.Insert(receiver, std::move(info));
     }
 
     void Unregister(Receiver* receiver) {
         std::lock_guard lock(ReceiversLock);
-        auto it = m_receivers.find(receiver);
-        if (it == m_receivers.end()) return;
-        if (--it->second->Registrations == 0) m_receivers.erase(it);
+        CRefPtr<Info>* known = m_receivers.Find(receiver);
+        if (known && --(*known)->Registrations == 0) m_receivers.Erase(receiver);
     }
 
-    // Posts one action per receiver, after pruning that operation's list of
+    // Posts one action per receiver, in the table's walk order, after pruning that operation's list of
     // actions that are gone or finished. The call gets the receiver, locked.
     void PostToAll(const CRefPtr<IAsyncActionDispatcher>& dispatcher, std::size_t operation,
                    const std::function<void(Receiver&)>& call) {
         std::lock_guard lock(ReceiversLock);
-        for (auto& [pointer, info] : m_receivers) {
+        m_receivers.ForEach([&](Receiver*, CRefPtr<Info>& info) {
             auto& actions = info->PendingActions[operation];
             std::erase_if(actions, [](const CWeakRefPtr<CAsyncAction>& weak) {
                 CRefPtr<CAsyncAction> action = weak.Lock();
@@ -95,18 +72,18 @@ public:
                 if (CRefPtr<Receiver> alive = receiver.Lock()) call(*alive);
             });
             if (action) actions.emplace_back(action);
-        }
+        });
     }
 
     std::size_t size() const {
         std::lock_guard lock(ReceiversLock);
-        return m_receivers.size();
+        return m_receivers.Size();
     }
 
     mutable std::recursive_mutex ReceiversLock;
 
 private:
-    std::unordered_map<Receiver*, CRefPtr<Info>, ReceiverPointerHash> m_receivers;
+    CPointerHashTable<Receiver, CRefPtr<Info>> m_receivers;
 };
 
 }  // namespace qv

@@ -49,12 +49,12 @@ void CAudioSession::CAudioSession_AudioSessionManagerChanged(void*, CallbackCall
     QV_TRACE_SCOPE(L"CAudioSession::AudioSessionManager_Changed");
     CRefPtr<CAudioSessionManager> manager = AudioSessionManager->Lock();
     if (!manager) return;
-    CRefPtr<CAudioSessionClassifier> classifier;
-    classifier.Attach(new CAudioSessionClassifier(TraceTarget(), Dispatcher(), Log(), AudioSessionManager.value()));
+    CRefPtr<CAudioSessionClassifier> classifier =
+        MakeRef<CAudioSessionClassifier>(TraceTarget(), Dispatcher(), Log(), AudioSessionManager.value());
     AudioSessionClassifier.set(classifier);
     classifier->AudioSession.set(CWeakRefPtr<CAudioSession>(this));
-    CRefPtr<CAudioSessionEvents> events;
-    events.Attach(new CAudioSessionEvents(TraceTarget(), AudioSessionManager.value(), CWeakRefPtr<CAudioSession>(this)));
+    CRefPtr<CAudioSessionEvents> events =
+        MakeRef<CAudioSessionEvents>(TraceTarget(), AudioSessionManager.value(), CWeakRefPtr<CAudioSession>(this));
     AudioSessionEvents.set(events);
     manager->AudioDevice.Subscribe(this, AudioSessionManagerAudioDevice_Handlers());
     AudioDevice.Subscribe(this, AudioDevice_Handlers());
@@ -86,7 +86,7 @@ void CAudioSession::CAudioSession_AudioSessionManagerAudioDeviceChanging(void* s
     if (manager->AudioDevice.value()) AudioDevice.set(nullptr);
 }
 
-// Rung 3.
+// Rung 3: a session on a device watches the device's flow.
 void CAudioSession::CAudioSession_AudioDeviceChanged(void*, CallbackCallReason) {
     QV_TRACE_SCOPE(L"CAudioSession::AudioDevice_Changed", PointerArgument(AudioDevice->get()));
     if (CAudioDevice* device = AudioDevice->get()) device->DataFlow.Subscribe(this, AudioDeviceDataFlow_Handlers());
@@ -111,7 +111,7 @@ void CAudioSession::CAudioSession_AudioDeviceDataFlowChanging(void* sender, Call
         device->IsActive.Unsubscribe(this, AudioDeviceIsActive_Handlers());
 }
 
-// Rung 5.
+// Rung 5: only on an active endpoint does the session want its events.
 void CAudioSession::CAudioSession_AudioDeviceIsActiveChanged(void* sender, CallbackCallReason) {
     QV_TRACE_SCOPE(L"CAudioSession::AudioDeviceIsActive_Changed");
     if (static_cast<CAudioDevice*>(sender)->IsActive.value())
@@ -124,7 +124,7 @@ void CAudioSession::CAudioSession_AudioDeviceIsActiveChanging(void* sender, Call
         AudioSessionEvents.Unsubscribe(this, AudioSessionEvents_Handlers());
 }
 
-// Rung 6.
+// Rung 6: with its events object, the session takes up its control.
 void CAudioSession::CAudioSession_AudioSessionEventsChanged(void*, CallbackCallReason) {
     QV_TRACE_SCOPE(L"CAudioSession::AudioSessionEvents_Changed", PointerArgument(AudioSessionEvents->get()));
     if (AudioSessionEvents.value()) AudioSessionControl2.Subscribe(this, AudioSessionControl2_Handlers());
@@ -162,9 +162,10 @@ void CAudioSession::CAudioSession_AudioSessionControl2Changing(void*, CallbackCa
     RegisteredAudioSessionNotification.Unsubscribe(this, RegisteredAudioSessionNotification_Handlers());
     if (!RegisteredAudioSessionNotification.value()) return;
     Trace(L"Unregistering endpoint session callback ...\n");
-    HRESULT hr = AudioSessionEvents.value() ? AudioSessionControl2.value()->UnregisterAudioSessionNotification(
-                                                  AudioSessionEvents.value().get())
-                                            : E_POINTER;
+    HRESULT hr =
+        AudioSessionEvents.value()
+            ? AudioSessionControl2.value()->UnregisterAudioSessionNotification(AudioSessionEvents.value().get())
+            : E_POINTER;
     if (Failed(hr))
         Trace(L"Failed to unregister audio session event callback with error code %i.\n", hr);
     else
@@ -210,42 +211,31 @@ void CAudioSession::ReadSession() {
     // The reads go on all the same.
     if (State.value() == AudioSessionStateExpired) PostedSessionRemoval();
 
-    uint32_t processId = 0;
-    hr = control.GetProcessId(processId);
-    if (Failed(hr))
-        Trace(L"Failed to receive audio session process id with error code %i.\n", hr);
-    else
-        SourceProcessID.set(processId);
-
+    // A read that fails is traced under its name and leaves its property as
+    // it was; the others go on.
+    const auto readOrTrace = [this](const wchar_t* what, auto value, auto read, auto set) {
+        const HRESULT result = read(value);
+        if (Failed(result))
+            Trace(L"Failed to receive audio session %s with error code %i.\n", what, result);
+        else
+            set(std::move(value));
+    };
+    readOrTrace(
+        L"process id", uint32_t{0}, [&](uint32_t& id) { return control.GetProcessId(id); },
+        [&](uint32_t id) { SourceProcessID.set(id); });
     IsSystemSound.set(control.IsSystemSoundsSession() == S_OK);
-
-    std::wstring text;
-    hr = control.GetSessionInstanceIdentifier(text);
-    if (Failed(hr))
-        Trace(L"Failed to receive audio session instance id with error code %i.\n", hr);
-    else
-        InstanceIdentifier.set(WideToUtf8(text));
-
-    text.clear();
-    hr = control.GetDisplayName(text);
-    if (Failed(hr))
-        Trace(L"Failed to receive audio session display name with error code %i.\n", hr);
-    else
-        DisplayName.set(text);
-
-    text.clear();
-    hr = control.GetIconPath(text);
-    if (Failed(hr))
-        Trace(L"Failed to receive audio session icon path with error code %i.\n", hr);
-    else
-        IconPath.set(text);
-
-    GUID grouping{};
-    hr = control.GetGroupingParam(grouping);
-    if (Failed(hr))
-        Trace(L"Failed to receive audio session grouping param with error code %i.\n", hr);
-    else
-        GroupingParam.set(grouping);
+    readOrTrace(
+        L"instance id", std::wstring(), [&](std::wstring& id) { return control.GetSessionInstanceIdentifier(id); },
+        [&](std::wstring id) { InstanceIdentifier.set(WideToUtf8(id)); });
+    readOrTrace(
+        L"display name", std::wstring(), [&](std::wstring& name) { return control.GetDisplayName(name); },
+        [&](std::wstring name) { DisplayName.set(std::move(name)); });
+    readOrTrace(
+        L"icon path", std::wstring(), [&](std::wstring& path) { return control.GetIconPath(path); },
+        [&](std::wstring path) { IconPath.set(std::move(path)); });
+    readOrTrace(
+        L"grouping param", GUID{}, [&](GUID& grouping) { return control.GetGroupingParam(grouping); },
+        [&](GUID grouping) { GroupingParam.set(grouping); });
 }
 
 // Rung 9: only an active session has a process.

@@ -35,15 +35,15 @@ void CAudioSessionManager::CAudioSessionManager_AudioDeviceIsActiveChanged(void*
     QV_TRACE_SCOPE(L"CAudioSessionManager::AudioDeviceIsActive_Changed");
     auto* device = static_cast<CAudioDevice*>(sender);
     if (!device->IsActive.value()) return;
-    CRefPtr<CAudioSessionNotification> notification;
-    notification.Attach(new CAudioSessionNotification(TraceTarget(), CWeakRefPtr<CAudioSessionManager>(this)));
+    CRefPtr<CAudioSessionNotification> notification =
+        MakeRef<CAudioSessionNotification>(TraceTarget(), CWeakRefPtr<CAudioSessionManager>(this));
     m_sessionNotification = notification;
 
     Trace(L"Instantiating audio session manager ...\n");
     CRefPtr<IAudioSessionManager2> manager2;
-    HRESULT hr = device->MMDevice.value() ? device->MMDevice.value()->Activate(IID_IAudioSessionManager2, CLSCTX_ALL,
-                                                                                 manager2)
-                                          : E_POINTER;
+    HRESULT hr = device->MMDevice.value()
+                     ? device->MMDevice.value()->Activate(IID_IAudioSessionManager2, CLSCTX_ALL, manager2)
+                     : E_POINTER;
     if (Failed(hr) || !manager2) {
         Trace(L"Failed to activate audio session manager with error code %i.\n", hr);
     } else {
@@ -63,7 +63,7 @@ void CAudioSessionManager::CAudioSessionManager_AudioDeviceIsActiveChanging(void
     m_sessionNotification = nullptr;
 }
 
-// Rung 3.
+// Rung 3: the activated manager gives the enumerator of its sessions.
 void CAudioSessionManager::CAudioSessionManager_AudioSessionManager2Changed(void*, CallbackCallReason) {
     QV_TRACE_SCOPE(L"CAudioSessionManager::AudioSessionManager2_Changed", PointerArgument(AudioSessionManager2->get()));
     if (!AudioSessionManager2.value()) return;
@@ -150,8 +150,7 @@ void CAudioSessionManager::CAudioSessionManager_AudioSessionEnumeratorChanging(v
 
 void CAudioSessionManager::OnNewAudioSessionControl(const CRefPtr<IAudioSessionControl>& control) {
     QV_TRACE_SCOPE(L"CAudioSessionManager::OnNewAudioSessionControl");
-    CRefPtr<CAudioSession> session;
-    session.Attach(new CAudioSession(m_endpointId, control, TraceTarget(), Dispatcher(), Log()));
+    CRefPtr<CAudioSession> session = MakeRef<CAudioSession>(m_endpointId, control, TraceTarget(), Dispatcher(), Log());
     if (!audioSessions.Contains(session)) audioSessions.Add(session);
 }
 

@@ -114,8 +114,7 @@ CRefPtr<CProcessInfo> CProcessInfo::FromProcessId(const CRefPtr<ITraceFuncCallTa
     auto found = cache.ProcessInfoCache.find(key);
     if (found != cache.ProcessInfoCache.end()) return found->second;
 
-    CRefPtr<CProcessInfo> info;
-    info.Attach(new CProcessInfo(traceTarget, dispatcher, log, processId));
+    CRefPtr<CProcessInfo> info = MakeRef<CProcessInfo>(traceTarget, dispatcher, log, processId);
     cache.ProcessInfoCache.emplace(key, info);
     info->ImagePath = path;
     PathParts parts;

@@ -4,13 +4,13 @@
 
 #include "classify/content_classifier_log.h"
 #include "classify/content_discrimination.h"
-#include "devices/audio_device_manager.h"
-#include "sessions/process_info.h"
 #include "core/async.h"
 #include "core/text.h"
 #include "core/trace.h"
+#include "devices/audio_device_manager.h"
 #include "platform/platform.h"
 #include "platform/thread_id.h"
+#include "sessions/process_info.h"
 #include "shell/arguments.h"
 #include "shell/main_loop.h"
 
@@ -43,8 +43,8 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
     CMainLoop mainLoop(platform->CreateMessageLoop());
     CRefPtr<IAsyncActionDispatcher> dispatcher = MakeRef<CAsyncActionDispatcher>(mainLoop.PostingFunction());
     CRefPtr<CContentClassifierLog> log = MakeRef<CContentClassifierLog>(traceTarget);
-    CRefPtr<CAudioDeviceManager> deviceManager;
-    deviceManager.Attach(new CAudioDeviceManager(traceTarget, dispatcher, hostPipeName, log));
+    CRefPtr<CAudioDeviceManager> deviceManager =
+        MakeRef<CAudioDeviceManager>(traceTarget, dispatcher, hostPipeName, log);
     deviceManager->Initialize(endpointIds);
 
     if (TraceEnabled(trace)) {

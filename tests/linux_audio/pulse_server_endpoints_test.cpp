@@ -204,7 +204,8 @@ TEST_F(PulseServerEndpointsTest, UnregisteringWaitsForARunningCallAndWorksFromWi
     ASSERT_EQ(RegisterForTheTest(enumerator.get(), slow.get()), S_OK);
 
     ASSERT_TRUE(SoundServer::Get().MakeDefaultSink("other")) << SoundServer::Get().Diagnostics();
-    ASSERT_TRUE(WaitUntil([&] { return inCall.load(); })) << "the server has the new default, no endpoint event came for it";
+    ASSERT_TRUE(WaitUntil([&] { return inCall.load(); }))
+        << "the server has the new default, no endpoint event came for it";
     EXPECT_EQ(enumerator->UnregisterEndpointNotificationCallback(slow.get()), S_OK);
     EXPECT_TRUE(finished) << "returned while the call still ran";
     ASSERT_TRUE(SoundServer::Get().MakeDefaultSink("spk")) << SoundServer::Get().Diagnostics();

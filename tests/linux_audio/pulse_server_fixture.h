@@ -93,10 +93,10 @@ public:
     // A test may unregister earlier; the late unregistration then finds
     // nothing.
     HRESULT RegisterForTheTest(IMMDeviceEnumerator* port, IMMNotificationClient* client) {
-        return Keep(port->RegisterEndpointNotificationCallback(client), [port = CRefPtr<IMMDeviceEnumerator>(port),
-                                                                        client = CRefPtr<IMMNotificationClient>(client)] {
-            port->UnregisterEndpointNotificationCallback(client.get());
-        });
+        return Keep(port->RegisterEndpointNotificationCallback(client),
+                    [port = CRefPtr<IMMDeviceEnumerator>(port), client = CRefPtr<IMMNotificationClient>(client)] {
+                        port->UnregisterEndpointNotificationCallback(client.get());
+                    });
     }
     HRESULT RegisterForTheTest(IAudioSessionManager2* port, IAudioSessionNotification* client) {
         return Keep(port->RegisterSessionNotification(client),

@@ -130,7 +130,7 @@ TEST(LinuxProcessesTest, SnapshotHasEveryProcessWithItsParentAndImageName) {
     }
     ASSERT_NE(self, nullptr);
     EXPECT_EQ(self->th32ParentProcessID, static_cast<uint32_t>(::getppid()));
-    EXPECT_EQ(self->szExeFile, L"qv_linux_audio_tests");
+    EXPECT_EQ(self->szExeFile, L"qv_linux_ports_tests");
     ASSERT_NE(sleeper, nullptr);
     EXPECT_EQ(sleeper->th32ParentProcessID, static_cast<uint32_t>(::getpid()));
     EXPECT_EQ(sleeper->szExeFile, L"sleep");

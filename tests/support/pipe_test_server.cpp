@@ -52,9 +52,8 @@ PipeTestServer::PipeTestServer(CRefPtr<IPipes> pipes, std::wstring name, bool se
     options.firstInstance = true;
     // The fixed names of the system's pipes may be held for a moment by
     // another test program on the same machine.
-    WaitUntil(
-        [&] { return (m_createError = pipes->CreateNamedPipe(name, options, m_server)) != kErrorAccessDenied; },
-        kWaitBound, std::chrono::milliseconds(20));
+    WaitUntil([&] { return (m_createError = pipes->CreateNamedPipe(name, options, m_server)) != kErrorAccessDenied; },
+              kWaitBound, std::chrono::milliseconds(20));
     if (m_createError != 0) return;
     m_serve = serveNow;
     m_thread = std::thread([this] { Serve(); });

@@ -36,8 +36,8 @@ protected:
 
 TEST_F(Win32RegistryTest, ValuesComeBackWholeAndReadOnlyKeysRefuseWrites) {
     CRefPtr<IRegistryKey> key;
-    ASSERT_EQ(registry->RegCreateKeyEx(CU, base + L"\\Values", REG_OPTION_OPEN_LINK, KEY_ALL_ACCESS & ~SYNCHRONIZE, key),
-              0u);
+    ASSERT_EQ(
+        registry->RegCreateKeyEx(CU, base + L"\\Values", REG_OPTION_OPEN_LINK, KEY_ALL_ACCESS & ~SYNCHRONIZE, key), 0u);
     std::vector<uint8_t> text = WideToUtf16Le(L"C:\\Users\\\u00e9\\x.json");
     text.insert(text.end(), {0, 0});
     std::vector<uint8_t> big(70000);

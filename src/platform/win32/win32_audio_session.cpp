@@ -74,8 +74,7 @@ HRESULT CWin32SessionControl::GetGroupingParam(GUID& grouping) {
 
 HRESULT CWin32SessionControl::RegisterAudioSessionNotification(IAudioSessionEvents* events) {
     if (!events) return E_POINTER;
-    CRefPtr<CWin32SessionEventsAdapter> adapter;
-    adapter.Attach(new CWin32SessionEventsAdapter(events));
+    CRefPtr<CWin32SessionEventsAdapter> adapter = MakeRef<CWin32SessionEventsAdapter>(events);
     HRESULT hr = m_control->RegisterAudioSessionNotification(adapter.get());
     if (FAILED(hr)) return hr;
     std::lock_guard lock(m_registrationsLock);
@@ -165,8 +164,7 @@ HRESULT CWin32SessionManager::GetSessionEnumerator(CRefPtr<IAudioSessionEnumerat
 
 HRESULT CWin32SessionManager::RegisterSessionNotification(IAudioSessionNotification* notification) {
     if (!notification) return E_POINTER;
-    CRefPtr<CWin32SessionNotificationAdapter> adapter;
-    adapter.Attach(new CWin32SessionNotificationAdapter(notification));
+    CRefPtr<CWin32SessionNotificationAdapter> adapter = MakeRef<CWin32SessionNotificationAdapter>(notification);
     HRESULT hr = m_manager->RegisterSessionNotification(adapter.get());
     if (FAILED(hr)) return hr;
     std::lock_guard lock(m_registrationsLock);

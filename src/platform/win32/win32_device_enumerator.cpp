@@ -67,8 +67,7 @@ HRESULT CWin32DeviceEnumerator::GetDevice(const std::wstring& id, CRefPtr<IMMDev
 
 HRESULT CWin32DeviceEnumerator::RegisterEndpointNotificationCallback(IMMNotificationClient* client) {
     if (!client) return E_POINTER;
-    CRefPtr<CWin32EndpointNotificationAdapter> adapter;
-    adapter.Attach(new CWin32EndpointNotificationAdapter(client));
+    CRefPtr<CWin32EndpointNotificationAdapter> adapter = MakeRef<CWin32EndpointNotificationAdapter>(client);
     HRESULT hr = m_enumerator->RegisterEndpointNotificationCallback(adapter.get());
     if (FAILED(hr)) return hr;
     std::lock_guard lock(m_registrationsLock);
