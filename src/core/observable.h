@@ -88,8 +88,10 @@ public:
     // Text without knowing the type: a property of narrow text takes it as its
     // typed set (which overrides this one); every other property ignores it.
     virtual void set(std::string /*value*/) {}
-    // The same for wide text; kept for symmetry, nothing calls it.
-    virtual void set(std::wstring /*value*/) {}
+    // Wide text is taken by no property, one of wide text included: not
+    // virtual, so that the typed set of such a property cannot override it.
+    // The model never calls it.
+    void set(std::wstring /*value*/) {}
 
     virtual void AddChangingHandler(const PropertyHandlerEntry& entry) = 0;
     virtual void AddChangedHandler(const PropertyHandlerEntry& entry) = 0;
@@ -101,7 +103,7 @@ template <class T>
 class observable_property_base : public _observable_property_base {
 public:
     using _observable_property_base::set;
-    // For T of narrow or wide text this is the root's text setter too.
+    // For T of narrow text this is the root's text setter too.
     virtual void set(T value) = 0;
     virtual T get() const = 0;
 };

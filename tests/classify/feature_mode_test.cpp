@@ -42,9 +42,15 @@ TEST_P(VoiceEpisodeTest, EndsWithTheDevicesOwnContentType) {
     const auto& [contentType, heardAfterVoice, categoryAfterVoice] = GetParam();
     // EnableAutoPreset off: under mode 1 the work runs all the same.
     ASSERT_NO_FATAL_FAILURE(Start({.enableAutoPreset = false, .featureMode = 1, .contentType = contentType}));
-    StartCall();
+    CRefPtr<CAudioSession> call = WaitForSession(StartCall());
+    ASSERT_TRUE(call);
     ASSERT_TRUE(WaitForHost(1));
     EXPECT_EQ(host.Words(), (std::vector<std::string>{"Voice"})) << "the fallback of the start is not told";
+    // The host has put the device on Voice; Voice again keeps the type from before.
+    FindDevice(*devices, kSpeakers)->ContentTypeName.set(L"Voice");
+    const std::size_t voices = FinalUpdates();
+    call->IsVideo.set(true);
+    ASSERT_TRUE(WaitForFinalUpdate(voices));
     EXPECT_EQ(classifier->PreFinalClassification, CategoryFromName(contentType));
 
     // Two seconds of silence bring the fallback, which mode 1 turns into the

@@ -1,7 +1,7 @@
 // The one way a classification leaves the process: a message on the host's
 // pipe, one per connection, that waits for the host's answer. And when the
-// host hears nothing: no host listening, no automatic preset; and the empty
-// word that withdraws a classification when the work ends.
+// host hears nothing: no host listening, no pipe name, no automatic preset;
+// and the empty word that withdraws a classification when the work ends.
 #include <gtest/gtest.h>
 
 #include "classifier_fixture.h"
@@ -68,6 +68,16 @@ TEST_F(HostHearsTest, AHostThatIsNotListeningLosesThatMessageForGood) {
     EXPECT_EQ(late.Words(), (std::vector<std::string>{"Movie", ""}));
     late.Stop();
     for (const HostRecord& record : late.Records()) EXPECT_EQ(record.fault, "");
+}
+
+TEST_F(HostHearsTest, WithoutAPipeNameNothingIsClassified) {
+    ASSERT_NO_FATAL_FAILURE(Start());
+    // Beside the host's model, one started without a pipe name.
+    CRefPtr<CAudioDeviceManager> nameless = StartDeviceManager({kSpeakers});
+    Play(StartApp(L"C:\\Program Files\\VideoLAN\\VLC\\vlc.exe"));
+    ASSERT_TRUE(h.RunUntil([&] { return Final().Category == CategoryMovie; }));
+    const CContentClassifier& idle = *nameless->ContentClassifiers().front();
+    EXPECT_FALSE(idle.AudioSessionManager.value()) << "it watches no sessions, so it never classifies";
 }
 
 TEST_F(HostHearsTest, EndingTheWorkWithdrawsTheClassification) {

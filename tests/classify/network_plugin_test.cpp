@@ -156,7 +156,7 @@ TEST_P(RejectedVoiceTest, TheNetworkCannotCallVoiceWhatTheSamplesRefused) {
 
 INSTANTIATE_TEST_SUITE_P(Samples, RejectedVoiceTest, ::testing::Bool());
 
-enum class Override { None, On, Off, OnBehindALink };
+enum class Override { None, On, Off, OnBehindALink, OnOnceRunning };
 
 // The registry's override, the words heard, the final category.
 using OverrideCase = std::tuple<Override, std::vector<std::string>, int32_t>;
@@ -167,7 +167,8 @@ TEST_P(NetworkOnlyOverrideTest, LetsTheNetworkOverruleASureResult) {
     const auto& [registryOverride, heard, category] = GetParam();
     CSimRegistry& registry = *h.platform->SimRegistry;
     switch (registryOverride) {
-        case Override::None: break;
+        case Override::None:
+        case Override::OnOnceRunning: break;
         case Override::On:
             registry.SetDword(RegistryRoot::LocalMachine, L"Software\\Quorvane", L"AICCNNOnly", 1);
             break;
@@ -183,6 +184,8 @@ TEST_P(NetworkOnlyOverrideTest, LetsTheNetworkOverruleASureResult) {
     ASSERT_NO_FATAL_FAILURE(UsePlugin(L"zkaicc64_double_music"));
     ASSERT_NO_FATAL_FAILURE(Start());
     ASSERT_TRUE(WaitForFinalUpdate(0));
+    if (registryOverride == Override::OnOnceRunning)
+        registry.SetDword(RegistryRoot::LocalMachine, L"Software\\Quorvane", L"AICCNNOnly", 1);
     // Movie at confidence 1.0: final unless the override lets the network
     // speak. With the override even the fallback of the start is held back,
     // since it comes without stream facts.
@@ -194,12 +197,14 @@ TEST_P(NetworkOnlyOverrideTest, LetsTheNetworkOverruleASureResult) {
     EXPECT_EQ(Final().Category, category);
 }
 
-INSTANTIATE_TEST_SUITE_P(Registry, NetworkOnlyOverrideTest,
-                         ::testing::Values(OverrideCase{Override::None, {"AnyContent", "Movie"}, CategoryMovie},
-                                           OverrideCase{Override::On, {"AnyContent"}, CategoryMusic},
-                                           OverrideCase{Override::Off, {"AnyContent", "Movie"}, CategoryMovie},
-                                           OverrideCase{
-                                               Override::OnBehindALink, {"AnyContent", "Movie"}, CategoryMovie}));
+INSTANTIATE_TEST_SUITE_P(
+    Registry, NetworkOnlyOverrideTest,
+    ::testing::Values(OverrideCase{Override::None, {"AnyContent", "Movie"}, CategoryMovie},
+                      OverrideCase{Override::On, {"AnyContent"}, CategoryMusic},
+                      OverrideCase{Override::Off, {"AnyContent", "Movie"}, CategoryMovie},
+                      OverrideCase{Override::OnBehindALink, {"AnyContent", "Movie"}, CategoryMovie},
+                      // Read at each decision: the start's fallback was told without it.
+                      OverrideCase{Override::OnOnceRunning, {"AnyContent", "AnyContent"}, CategoryMusic}));
 
 }  // namespace
 }  // namespace qv::test

@@ -49,10 +49,11 @@ struct RuleCase {
     CClassification expected;
     Sound sound = Sound::None;
     bool rejected = false;
+    bool recording = false;
 };
 
 void PrintTo(const RuleCase& c, std::ostream* os) {
-    *os << WideToUtf8(c.image) << " + \"" << WideToUtf8(c.file) << "\"";
+    *os << WideToUtf8(c.image) << " + \"" << WideToUtf8(c.file) << "\"" << (c.recording ? " recording" : "");
 }
 
 class SessionRuleTest : public SessionRulesTest, public ::testing::WithParamInterface<RuleCase> {};
@@ -70,6 +71,7 @@ TEST_P(SessionRuleTest, GiveTheSessionsClassification) {
             c.sound == Sound::Steady ? Steady(2, kRate, 4) : SpeechLike(channels, kRate, 4, c.sound == Sound::Speech);
         OpenFile(*session, {c.file, MakeRef<CAudioStreamBasicInfo>(channels, kRate, 16, 30.0), std::move(samples)});
     }
+    if (c.recording) session->ProcessInfo.value()->IsUsingMic.set(true);
     const CClassification result = SessionResult(*session);
     EXPECT_EQ(result, c.expected);
     EXPECT_EQ(result.Source, c.expected.Source);
@@ -115,6 +117,8 @@ INSTANTIATE_TEST_SUITE_P(
                       RuleCase{L"wmplayer.exe", L"D:\\Notes\\list.txt", kMusicByName},
                       RuleCase{L"Borderlands3.exe", L"D:\\Music\\song.mp3", kGame},
                       RuleCase{L"notepad.exe", L"D:\\Notes\\list.txt", kUnset},
+                      // The microphone makes Voice of a call application alone.
+                      RuleCase{L"notepad.exe", L"", kUnset, Sound::None, false, true},
                       // No extension, and a dot in the folder only.
                       RuleCase{L"notepad.exe", L"D:\\My.mp3\\readme", kUnset},
                       RuleCase{L"vlc.exe", L"D:\\Talks\\lecture.mp4", kVoiceByAnalysis, Sound::Speech},

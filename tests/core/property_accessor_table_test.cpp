@@ -74,6 +74,7 @@ TEST(PropertyAccessorTable, SetThroughTheRootReachesOnlyPropertiesOfItsTypeAndRu
     Access("AccessorTest.Count", object.get())->set(std::string("7"));
     Access("AccessorTest.Title", object.get())->set(std::string("text"));
     Access("AccessorTest.Count", object.get())->set(std::wstring(L"7"));
+    Access("AccessorTest.Title", object.get())->set(std::wstring(L"text"));
     EXPECT_EQ(object->Count.value(), 0);
     EXPECT_TRUE(object->Title.value().empty());
     EXPECT_EQ(counter.changes, 0);

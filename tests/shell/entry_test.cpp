@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "devices/audio_device_manager.h"
 #include "platform/sim/sim_platform.h"
 #include "platform/thread_id.h"
 #include "shell/entry.h"
@@ -45,6 +46,14 @@ TEST_F(EntryTest, QuitPostedWhenTheLoopIsReadyEndsTheRunWithZeroAndWhatFollowsIt
     auto token = std::make_shared<int>(0);
     bool ranAfterQuit = false;
     EntryHooks hooks;
+    // Whether the device manager lives at each call of graphReady and after
+    // the run; while it lives its notification client is the audio port's.
+    CWeakRefPtr<CAudioDeviceManager> manager;
+    std::vector<bool> lives;
+    hooks.graphReady = [&](CAudioDeviceManager* built) {
+        if (built) manager = CWeakRefPtr<CAudioDeviceManager>(built);
+        lives.push_back(manager.Lock() && platform->SimAudio->EndpointClientCount() == 1);
+    };
     hooks.loopReady = [&](const CRefPtr<IMessageLoop>& loop) {
         PostFunctionMessage(*loop, [&] {
             ranInLoop = true;
@@ -55,6 +64,10 @@ TEST_F(EntryTest, QuitPostedWhenTheLoopIsReadyEndsTheRunWithZeroAndWhatFollowsIt
     };
 
     EXPECT_EQ(RunContentClassifier({"ContentClassifier.exe"}, hooks), 0);
+    lives.push_back(static_cast<bool>(manager.Lock()));
+    // Built on the trace before the loop turns, released once it has ended.
+    EXPECT_EQ(lives, (std::vector<bool>{true, true, false}));
+    EXPECT_GE(LineWith(L"{ CAudioDeviceManager::CAudioDeviceManager("), 0);
 
     EXPECT_TRUE(ranInLoop);
     EXPECT_EQ(ranOn, CurrentThreadId()) << "posted functions run on the thread that called main";
