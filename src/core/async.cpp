@@ -107,8 +107,12 @@ bool CAsyncAction::Cancel(CAsyncAction* action, int64_t timeoutMs) {
 std::shared_ptr<CThread> CThread::Start(std::function<void(std::stop_token)> function) {
     std::shared_ptr<CThread> thread(new CThread());
     CThread* raw = thread.get();
-    raw->m_thread = std::jthread([raw, function = std::move(function)](std::stop_token token) {
+    raw->m_thread = std::jthread([raw, function = std::move(function)](std::stop_token token) mutable {
         function(token);
+        // What the function holds goes before the thread counts as finished:
+        // a finished thread is joined under the list's lock, and a destructor
+        // run here may well start a thread, which takes that lock.
+        function = nullptr;
         raw->Finished.store(true);
     });
     ThreadList& list = Threads();

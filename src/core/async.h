@@ -136,6 +136,7 @@ public:
     CThread& operator=(const CThread&) = delete;
 
     std::atomic<bool> Finished{false};
+    std::thread::id Id() const { return m_thread.get_id(); }
 
     // How many started threads have not been reaped yet (for tests).
     static std::size_t UnreapedCount();

@@ -1,10 +1,21 @@
 #include "platform/callback_thread.h"
 
+#include "core/async.h"
+
 namespace qv {
 
 CCallbackThread::CCallbackThread() : m_state(std::make_shared<State>()) {
-    m_thread = std::thread([state = m_state] { Run(state); });
-    m_id = m_thread.get_id();
+    m_id = CThread::Start([state = m_state](std::stop_token token) {
+               // At the program's end the list of threads asks every thread
+               // to stop; one whose owner is still alive ends here too.
+               std::stop_callback onStop(token, [&state] { MarkStopped(*state); });
+               Run(state);
+               {
+                   std::lock_guard lock(state->mutex);
+                   state->ended = true;
+               }
+               state->idle.notify_all();
+           })->Id();
 }
 
 CCallbackThread::~CCallbackThread() { Stop(); }
@@ -44,6 +55,15 @@ bool CCallbackThread::WaitUntilDelivered(std::chrono::milliseconds timeout) {
                                   [&] { return m_state->stopped || (m_state->queue.empty() && !m_state->busy); });
 }
 
+void CCallbackThread::MarkStopped(State& state) {
+    {
+        std::lock_guard lock(state.mutex);
+        state.stopped = true;
+    }
+    state.wake.notify_all();
+    state.idle.notify_all();
+}
+
 void CCallbackThread::Stop() {
     std::deque<std::function<void()>> dropped;
     {
@@ -54,11 +74,11 @@ void CCallbackThread::Stop() {
     m_state->wake.notify_all();
     m_state->idle.notify_all();
     dropped.clear();
-    if (!m_thread.joinable()) return;
-    if (IsCurrent())
-        m_thread.detach();
-    else
-        m_thread.join();
+    // A callback cannot wait for its own thread, which ends as soon as the
+    // callback has returned.
+    if (IsCurrent()) return;
+    std::unique_lock lock(m_state->mutex);
+    m_state->idle.wait(lock, [&] { return m_state->ended; });
 }
 
 }  // namespace qv

@@ -42,13 +42,16 @@ private:
         std::deque<std::function<void()>> queue;
         bool busy = false;
         bool stopped = false;
+        bool ended = false;  // the thread has left Run
     };
     static void Run(const std::shared_ptr<State>& state);
+    static void MarkStopped(State& state);
 
     // Shared with the thread, so that a Stop from within a callback, which
-    // cannot join, can leave the thread to finish on its own.
+    // cannot wait for its own end, can leave the thread to finish on its
+    // own. The thread itself is a CThread: the process's list of threads
+    // owns it and joins it, at the program's end at the latest.
     std::shared_ptr<State> m_state;
-    std::thread m_thread;
     std::thread::id m_id;
 };
 

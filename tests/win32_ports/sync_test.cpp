@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "core/text.h"
-#include "platform/win32/win32_mutex_security.h"
+#include "platform/win32/win32_security.h"
 #include "platform/win32/win32_unique_handle.h"
 #include "platform/win32/windows_api.h"
 #include "win32_ports_support.h"

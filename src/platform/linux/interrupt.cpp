@@ -2,8 +2,10 @@
 // them with sigwait, so no handler runs in signal context.
 #include <csignal>
 #include <pthread.h>
-#include <thread>
 
+#include <stop_token>
+
+#include "core/async.h"
 #include "platform/native.h"
 
 namespace qv {
@@ -29,13 +31,17 @@ void PostQuitOnInterrupt(const CRefPtr<IMessageLoop>& loop) {
     HoldInterrupts();
     sigset_t set = InterruptSignals();
     CRefPtr<IMessageLoop> target = loop;
-    std::thread([set, target] {
+    // CThread joins the waiter at the program's end; the stop request wakes
+    // its sigwait with a signal of the set sent to that thread alone, where
+    // it stays blocked and so is only ever taken by sigwait.
+    CThread::Start([set, target](std::stop_token token) {
+        std::stop_callback onStop(token, [self = pthread_self()] { pthread_kill(self, SIGTERM); });
         for (;;) {
             int signal = 0;
-            if (sigwait(&set, &signal) != 0) return;
+            if (sigwait(&set, &signal) != 0 || token.stop_requested()) return;
             target->PostThreadMessage(kQuitMessage, 0, 0);
         }
-    }).detach();
+    });
 }
 
 }  // namespace qv

@@ -102,9 +102,9 @@ Win32Error CLinuxFiles::GetTempFileName(const std::string& folder, std::string& 
     path.clear();
     // An empty folder is the current one, as on Windows.
     std::string name = (folder.empty() ? std::string("./") : WithTrailingSlash(folder)) + "qvXXXXXX.tmp";
-    int fd = ::mkostemps(name.data(), 4, O_CLOEXEC);
-    if (fd < 0) return errno == ENOENT ? kErrorPathNotFound : Win32ErrorFromErrno(errno);
-    ::close(fd);
+    // Only the name is wanted: the file stays, its descriptor goes.
+    CUniqueFd made(::mkostemps(name.data(), 4, O_CLOEXEC));
+    if (!made) return errno == ENOENT ? kErrorPathNotFound : Win32ErrorFromErrno(errno);
     path = std::move(name);
     return ERROR_SUCCESS;
 }

@@ -54,6 +54,11 @@ ssize_t PeekLength(int fd, bool& ended) {
 
 }  // namespace
 
+CUniqueFd CLinuxPipeConnection::Configured(CUniqueFd fd) {
+    ConfigurePipeSocket(fd.get());
+    return fd;
+}
+
 void ConfigurePipeSocket(int fd) {
     // The kernel caps these at its own maximum (net.core.wmem_max, twice
     // over), which by default still carries a message of 400 KiB.
@@ -64,16 +69,15 @@ void ConfigurePipeSocket(int fd) {
     ::setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
 }
 
-CLinuxPipeConnection::CLinuxPipeConnection(int fd, bool messageRead) : m_socket(fd), m_messageRead(messageRead) {
-    ConfigurePipeSocket(fd);
-}
+CLinuxPipeConnection::CLinuxPipeConnection(CUniqueFd fd, bool messageRead)
+    : m_socket(Configured(std::move(fd))), m_messageRead(messageRead) {}
 
 Win32Error CLinuxPipeConnection::WriteFile(const void* data, uint32_t size, uint32_t& written) {
     written = 0;
     CSocketHandle::Use use(m_socket);
     if (!use) return ERROR_PIPE_NOT_CONNECTED;
     for (;;) {
-        ssize_t n = ::send(use.fd(), size ? data : "", size, MSG_NOSIGNAL);
+        ssize_t n = ::send(use.get(), size ? data : "", size, MSG_NOSIGNAL);
         if (n < 0 && errno == EINTR) continue;
         if (n >= 0) {
             written = static_cast<uint32_t>(n);
@@ -113,7 +117,7 @@ Win32Error CLinuxPipeConnection::ReadFile(void* data, uint32_t size, uint32_t& r
     CSocketHandle::Use use(m_socket);
     if (!use) return ERROR_PIPE_NOT_CONNECTED;
     bool ended = false;
-    const ssize_t length = PeekLength(use.fd(), ended);
+    const ssize_t length = PeekLength(use.get(), ended);
     if (m_socket.Closed()) return ERROR_PIPE_NOT_CONNECTED;
     if (length < 0) return length == -ECONNRESET ? ERROR_BROKEN_PIPE : ERROR_INVALID_HANDLE;
     if (ended) return ERROR_BROKEN_PIPE;
@@ -133,7 +137,7 @@ Win32Error CLinuxPipeConnection::ReadFile(void* data, uint32_t size, uint32_t& r
     ssize_t n;
     do {
         // No control buffer: descriptors sent along are dropped by the kernel.
-        n = ::recv(use.fd(), whole ? target : nullptr, whole, MSG_DONTWAIT);
+        n = ::recv(use.get(), whole ? target : nullptr, whole, MSG_DONTWAIT);
     } while (n < 0 && errno == EINTR);
     if (n < 0 || static_cast<std::size_t>(n) != whole) {
         m_pending.clear();

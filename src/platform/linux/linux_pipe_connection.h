@@ -22,7 +22,7 @@ namespace qv {
 class CLinuxPipeConnection : public CAddReleaseRef, public IPipeConnection {
 public:
     // Takes over a connected socket and sets it up for pipe use.
-    CLinuxPipeConnection(int fd, bool messageRead);
+    CLinuxPipeConnection(CUniqueFd fd, bool messageRead);
 
     Win32Error WriteFile(const void* data, uint32_t size, uint32_t& written) override;
     Win32Error ReadFile(void* data, uint32_t size, uint32_t& read) override;
@@ -35,12 +35,13 @@ public:
 
 private:
     ~CLinuxPipeConnection() override = default;
+    static CUniqueFd Configured(CUniqueFd fd);
     Win32Error ReceiveMessage(int fd, std::size_t& length);
     Win32Error ServePending(void* data, uint32_t size, uint32_t& read);
 
     CSocketHandle m_socket;
     const bool m_messageRead;
-    std::mutex m_readMutex;         // one reader at a time, for the rest of a message
+    std::mutex m_readMutex;          // one reader at a time, for the rest of a message
     std::vector<uint8_t> m_pending;  // what is left of the last message
     std::size_t m_pendingOffset = 0;
 };

@@ -9,25 +9,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/linux/linux_unique_fd.h"
+
 namespace qv {
 
 namespace {
 
 constexpr unsigned kTcpListen = 10;  // the state of a listening socket
-
-class CNetlinkFd {
-public:
-    CNetlinkFd() : m_fd(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG)) {}
-    ~CNetlinkFd() {
-        if (m_fd >= 0) ::close(m_fd);
-    }
-    CNetlinkFd(const CNetlinkFd&) = delete;
-    CNetlinkFd& operator=(const CNetlinkFd&) = delete;
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 // Reads one listener's record: its name and queue lengths. Bounds-checked,
 // since the attributes come in a buffer of the kernel's making.
@@ -63,8 +51,8 @@ bool MatchListener(const nlmsghdr* header, const PipeAddress& address, PipeListe
 }  // namespace
 
 PipeListenerState QueryPipeListenerState(const PipeAddress& address) {
-    CNetlinkFd netlink;
-    if (netlink.get() < 0) return PipeListenerState::Unknown;
+    CUniqueFd netlink(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
+    if (!netlink) return PipeListenerState::Unknown;
 
     struct {
         nlmsghdr header;

@@ -1,7 +1,7 @@
 #include "platform/linux/linux_pipes.h"
 
-#include <cerrno>
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -34,19 +34,18 @@ Win32Error ErrorFromSocketErrno(int error) {
 }
 
 // A non-blocking connect: a full queue answers at once (EAGAIN) instead of
-// waiting. -1 and errno on failure.
-int ConnectNow(const PipeAddress& address) {
-    int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) return -1;
+// waiting. No descriptor, and errno, on failure.
+CUniqueFd ConnectNow(const PipeAddress& address) {
+    CUniqueFd fd(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!fd) return fd;
     int result;
     do {
-        result = ::connect(fd, address.get(), address.length);
+        result = ::connect(fd.get(), address.get(), address.length);
     } while (result != 0 && errno == EINTR);
     if (result != 0) {
         const int error = errno;
-        ::close(fd);
+        fd.reset();
         errno = error;
-        return -1;
     }
     return fd;
 }
@@ -55,11 +54,7 @@ int ConnectNow(const PipeAddress& address) {
 // server then meets a client that says nothing, as on Windows when a client
 // goes away before writing.
 PipeListenerState ProbeByConnecting(const PipeAddress& address) {
-    int fd = ConnectNow(address);
-    if (fd >= 0) {
-        ::close(fd);
-        return PipeListenerState::Free;
-    }
+    if (ConnectNow(address)) return PipeListenerState::Free;
     return errno == EAGAIN ? PipeListenerState::Busy : PipeListenerState::NotListening;
 }
 
@@ -69,8 +64,8 @@ Win32Error CLinuxPipes::CreateFile(const std::wstring& name, CRefPtr<IPipeConnec
     connection = nullptr;
     PipeAddress address;
     if (Win32Error error = PipeAddressFromName(name, address)) return error;
-    int fd = ConnectNow(address);
-    if (fd < 0) {
+    CUniqueFd fd = ConnectNow(address);
+    if (!fd) {
         switch (errno) {
             case ECONNREFUSED:
             case ENOENT: return ERROR_FILE_NOT_FOUND;
@@ -79,8 +74,8 @@ Win32Error CLinuxPipes::CreateFile(const std::wstring& name, CRefPtr<IPipeConnec
         }
     }
     // Reads and writes block, as they do on a pipe opened without overlap.
-    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-    connection = MakeRef<CLinuxPipeConnection>(fd, true);
+    ::fcntl(fd.get(), F_SETFL, ::fcntl(fd.get(), F_GETFL) & ~O_NONBLOCK);
+    connection = MakeRef<CLinuxPipeConnection>(std::move(fd), true);
     return ERROR_SUCCESS;
 }
 
@@ -97,8 +92,9 @@ Win32Error CLinuxPipes::WaitNamedPipe(const std::wstring& name, uint32_t timeout
         if (state == PipeListenerState::Free) return ERROR_SUCCESS;
         const auto now = std::chrono::steady_clock::now();
         if (!forever && now >= deadline) return ERROR_SEM_TIMEOUT;
-        std::this_thread::sleep_for(forever ? kWaitPollInterval : std::min<std::chrono::steady_clock::duration>(
-                                                                      kWaitPollInterval, deadline - now));
+        std::this_thread::sleep_for(
+            forever ? kWaitPollInterval
+                    : std::min<std::chrono::steady_clock::duration>(kWaitPollInterval, deadline - now));
     }
 }
 
@@ -107,25 +103,19 @@ Win32Error CLinuxPipes::CreateNamedPipe(const std::wstring& name, const PipeServ
     server = nullptr;
     PipeAddress address;
     if (Win32Error error = PipeAddressFromName(name, address)) return error;
-    int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    if (fd < 0) return ErrorFromSocketErrno(errno);
-    if (::bind(fd, address.get(), address.length) != 0) {
-        const int error = errno;
-        ::close(fd);
-        if (error == EADDRINUSE) return options.firstInstance ? ERROR_ACCESS_DENIED : ERROR_PIPE_BUSY;
-        return ErrorFromSocketErrno(error);
+    CUniqueFd fd(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    if (!fd) return ErrorFromSocketErrno(errno);
+    if (::bind(fd.get(), address.get(), address.length) != 0) {
+        if (errno == EADDRINUSE) return options.firstInstance ? ERROR_ACCESS_DENIED : ERROR_PIPE_BUSY;
+        return ErrorFromSocketErrno(errno);
     }
-    if (::listen(fd, 0) != 0) {
-        const int error = errno;
-        ::close(fd);
-        return ErrorFromSocketErrno(error);
-    }
-    server = MakeRef<CLinuxPipeServer>(fd, options);
+    if (::listen(fd.get(), 0) != 0) return ErrorFromSocketErrno(errno);
+    server = MakeRef<CLinuxPipeServer>(std::move(fd), options);
     return ERROR_SUCCESS;
 }
 
-CLinuxPipeServer::CLinuxPipeServer(int listeningFd, const PipeServerOptions& options)
-    : m_listening(listeningFd), m_options(options) {}
+CLinuxPipeServer::CLinuxPipeServer(CUniqueFd listening, const PipeServerOptions& options)
+    : m_listening(std::move(listening)), m_options(options) {}
 
 CLinuxPipeServer::~CLinuxPipeServer() { Close(); }
 
@@ -152,18 +142,16 @@ Win32Error CLinuxPipeServer::ConnectNamedPipe(CRefPtr<IPipeConnection>& connecti
     CSocketHandle::Use use(m_listening);
     if (!use) return ERROR_INVALID_HANDLE;
     for (;;) {
-        int fd = ::accept4(use.fd(), nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd < 0) {
+        CUniqueFd fd(::accept4(use.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (!fd) {
             const int error = errno;
             if (m_listening.Closed()) return ERROR_INVALID_HANDLE;
             if (error == EINTR || error == ECONNABORTED) continue;
             return ErrorFromSocketErrno(error);
         }
-        if (!MayConnect(fd)) {
-            ::close(fd);
-            continue;
-        }
-        auto accepted = MakeRef<CLinuxPipeConnection>(fd, m_options.messageMode);
+        // A refused client's descriptor goes with the loop's turn.
+        if (!MayConnect(fd.get())) continue;
+        auto accepted = MakeRef<CLinuxPipeConnection>(std::move(fd), m_options.messageMode);
         std::lock_guard lock(m_mutex);
         if (m_closed) {
             accepted->Disconnect();

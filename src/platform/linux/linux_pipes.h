@@ -35,7 +35,7 @@ public:
 
 class CLinuxPipeServer : public CAddReleaseRef, public IPipeServer {
 public:
-    CLinuxPipeServer(int listeningFd, const PipeServerOptions& options);
+    CLinuxPipeServer(CUniqueFd listening, const PipeServerOptions& options);
 
     // Blocks in accept; another thread's Close wakes it.
     Win32Error ConnectNamedPipe(CRefPtr<IPipeConnection>& connection) override;

@@ -6,12 +6,14 @@
 
 #include <cerrno>
 #include <chrono>
-#include <thread>
+#include <memory>
 
+#include "core/async.h"
 #include "core/text.h"
 #include "platform/codes.h"
 #include "platform/linux/linux_errors.h"
 #include "platform/linux/linux_proc.h"
+#include "platform/linux/linux_stop_wake.h"
 #include "platform/linux/linux_system.h"
 
 namespace qv {
@@ -90,13 +92,16 @@ CLinuxProcessHandle::~CLinuxProcessHandle() {
     siginfo_t info{};
     if (::waitid(kWaitByPidfd, static_cast<id_t>(m_pidfd.get()), &info, WEXITED | WNOHANG) == 0 && info.si_pid != 0)
         return;
-    // Still running: a thread waits to reap it, holding the pidfd.
-    std::thread([fd = m_pidfd.release()] {
+    // Still running: a thread waits to reap it, holding the pidfd. At the
+    // program's end it lets go unreaped; the child is then ours no more.
+    auto pidfd = std::make_shared<CUniqueFd>(std::move(m_pidfd));
+    auto wake = std::make_shared<CStopWake>();
+    CThread::Start([pidfd, wake](std::stop_token token) {
+        if (!wake->WaitReadable({pidfd->get()}, token) || !PollsReadable(pidfd->get())) return;
         siginfo_t ended{};
-        while (::waitid(kWaitByPidfd, static_cast<id_t>(fd), &ended, WEXITED) != 0 && errno == EINTR) {
+        while (::waitid(kWaitByPidfd, static_cast<id_t>(pidfd->get()), &ended, WEXITED) != 0 && errno == EINTR) {
         }
-        ::close(fd);
-    }).detach();
+    });
 }
 
 bool CLinuxProcessHandle::IsSignalled() const { return PollsReadable(m_pidfd.get()); }

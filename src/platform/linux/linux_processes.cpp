@@ -1,14 +1,13 @@
 #include "platform/linux/linux_processes.h"
 
 #include <dirent.h>
-#include <poll.h>
 #include <spawn.h>
-#include <sys/eventfd.h>
 #include <sys/wait.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <stop_token>
 
@@ -20,7 +19,7 @@
 #include "platform/linux/linux_event.h"
 #include "platform/linux/linux_proc.h"
 #include "platform/linux/linux_process_handle.h"
-#include "platform/linux/linux_unique_fd.h"
+#include "platform/linux/linux_stop_wake.h"
 
 extern char** environ;
 
@@ -93,9 +92,9 @@ Win32Error CLinuxProcesses::OpenProcess(uint32_t access, uint32_t processId, CRe
 
 Win32Error CLinuxProcesses::CreateToolhelp32Snapshot(std::vector<ProcessEntry>& processes) {
     processes.clear();
-    DIR* proc = ::opendir("/proc");
+    std::unique_ptr<DIR, int (*)(DIR*)> proc(::opendir("/proc"), ::closedir);
     if (!proc) return Win32ErrorFromErrno(errno);
-    while (const dirent* entry = ::readdir(proc)) {
+    while (const dirent* entry = ::readdir(proc.get())) {
         pid_t pid = 0;
         if (!ParsePid(entry->d_name, pid)) continue;
         ProcStat stat;
@@ -105,7 +104,6 @@ Win32Error CLinuxProcesses::CreateToolhelp32Snapshot(std::vector<ProcessEntry>& 
         std::string name = ReadExecutablePath(pid, image) == 0 ? FileNameOf(image) : stat.comm;
         processes.push_back(ProcessEntry{static_cast<uint32_t>(pid), stat.parentPid, Utf8ToWide(name)});
     }
-    ::closedir(proc);
     return ERROR_SUCCESS;
 }
 
@@ -116,22 +114,14 @@ Win32Error CLinuxProcesses::WaitForProcessExit(IProcessHandle* process, IEvent* 
     auto* stopEvent = dynamic_cast<CLinuxEvent*>(stop);
     if (!processHandle || !stopEvent) return ERROR_INVALID_HANDLE;
     // Wakes the thread when the program ends and CThread asks it to stop.
-    auto wake = std::make_shared<CUniqueFd>(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    auto wake = std::make_shared<CStopWake>();
     if (!*wake) return Win32ErrorFromErrno(errno);
     CRefPtr<CLinuxProcessHandle> heldProcess(processHandle);
     CRefPtr<CLinuxEvent> heldStop(stopEvent);
     CThread::Start([heldProcess, heldStop, wake, done = std::move(done)](std::stop_token token) mutable {
-        std::stop_callback onStop(token, [wake] {
-            const uint64_t one = 1;
-            [[maybe_unused]] ssize_t n = ::write(wake->get(), &one, sizeof one);
-        });
-        pollfd fds[3] = {{heldProcess->PollFd(), POLLIN, 0}, {heldStop->PollFd(), POLLIN, 0}, {wake->get(), POLLIN, 0}};
-        int n;
-        do {
-            n = ::poll(fds, 3, -1);
-        } while (n < 0 && errno == EINTR);
+        const bool woken = wake->WaitReadable({heldProcess->PollFd(), heldStop->PollFd()}, token);
         const bool ended = heldProcess->IsSignalled();
-        if (n > 0 && (ended || heldStop->IsSignalled())) done(ended);
+        if (woken && (ended || heldStop->IsSignalled())) done(ended);
         // The thread's references go here, on the thread, as its duplicated
         // handles would be closed.
         done = nullptr;

@@ -19,18 +19,6 @@ constexpr auto kAttemptSpacing = std::chrono::milliseconds(500);
 constexpr pa_usec_t kFirstRetry = PA_USEC_PER_SEC;
 constexpr pa_usec_t kLongestRetry = 30 * PA_USEC_PER_SEC;
 
-// The loop's lock for a scope.
-class CLoopLock {
-public:
-    explicit CLoopLock(pa_threaded_mainloop* loop) : m_loop(loop) { pa_threaded_mainloop_lock(m_loop); }
-    ~CLoopLock() { pa_threaded_mainloop_unlock(m_loop); }
-    CLoopLock(const CLoopLock&) = delete;
-    CLoopLock& operator=(const CLoopLock&) = delete;
-
-private:
-    pa_threaded_mainloop* m_loop;
-};
-
 CPulseAudioContext* Self(void* userdata) { return static_cast<CPulseAudioContext*>(userdata); }
 
 std::string PropertyText(const pa_proplist* properties, const char* key) {
@@ -139,9 +127,9 @@ void RoundTripCallback(pa_context*, const pa_server_info* info, void* userdata) 
     waiter->self->NotifyChanged();
 }
 
-void Unref(pa_operation* operation) {
-    if (operation) pa_operation_unref(operation);
-}
+// A request whose answer only its callback waits for: our reference goes
+// at once.
+void NoWait(pa_operation* operation) { PulseOperation owned(operation); }
 
 }  // namespace
 
@@ -152,7 +140,7 @@ CRefPtr<CPulseAudioContext> CPulseAudioContext::Create() {
     if (!context->m_loop) return context;
     uint64_t attempt;
     {
-        CLoopLock lock(context->m_loop);
+        CPulseLoopLock lock(context->m_loop.get());
         attempt = context->StartAttemptLocked();
     }
     std::unique_lock lock(context->m_stateMutex);
@@ -162,27 +150,20 @@ CRefPtr<CPulseAudioContext> CPulseAudioContext::Create() {
 }
 
 CPulseAudioContext::CPulseAudioContext() : m_self(this), m_propertyFile(CEndpointPropertyFile::DefaultPath()) {
-    m_loop = pa_threaded_mainloop_new();
+    m_loop.reset(pa_threaded_mainloop_new());
     if (!m_loop) return;
-    pa_threaded_mainloop_set_name(m_loop, "qv-pulse");
-    if (pa_threaded_mainloop_start(m_loop) < 0) {
-        pa_threaded_mainloop_free(m_loop);
-        m_loop = nullptr;
-    }
+    pa_threaded_mainloop_set_name(m_loop.get(), "qv-pulse");
+    if (pa_threaded_mainloop_start(m_loop.get()) < 0) m_loop.reset();
 }
 
 CPulseAudioContext::~CPulseAudioContext() {
     if (m_loop) {
         {
-            CLoopLock lock(m_loop);
-            DropContextLocked();
-            if (m_retryTimer) {
-                pa_threaded_mainloop_get_api(m_loop)->time_free(m_retryTimer);
-                m_retryTimer = nullptr;
-            }
+            CPulseLoopLock lock(m_loop.get());
+            m_context.reset();
+            m_retryTimer.reset();
         }
-        pa_threaded_mainloop_stop(m_loop);
-        pa_threaded_mainloop_free(m_loop);
+        m_loop.reset();
     }
     // Undelivered events go; a delivery in progress (if this is not it) is
     // waited for.
@@ -197,21 +178,18 @@ uint64_t CPulseAudioContext::StartAttemptLocked() {
     if (m_context) return m_attempt;
     const uint64_t attempt = ++m_attempt;
     state.unlock();
-    if (m_retryTimer) {
-        pa_threaded_mainloop_get_api(m_loop)->time_free(m_retryTimer);
-        m_retryTimer = nullptr;
-    }
-    pa_proplist* properties = pa_proplist_new();
-    pa_proplist_sets(properties, PA_PROP_APPLICATION_NAME, "Quorvane");
-    m_context = pa_context_new_with_proplist(pa_threaded_mainloop_get_api(m_loop), "Quorvane", properties);
-    pa_proplist_free(properties);
+    m_retryTimer.reset();
+    PulseProplist properties(pa_proplist_new());
+    pa_proplist_sets(properties.get(), PA_PROP_APPLICATION_NAME, "Quorvane");
+    m_context.reset(
+        pa_context_new_with_proplist(pa_threaded_mainloop_get_api(m_loop.get()), "Quorvane", properties.get()));
     if (!m_context) {
         FinishAttemptLocked(false);
         return attempt;
     }
-    pa_context_set_state_callback(m_context, ContextStateCallback, this);
-    if (pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
-        DropContextLocked();
+    pa_context_set_state_callback(m_context.get(), ContextStateCallback, this);
+    if (pa_context_connect(m_context.get(), nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
+        m_context.reset();
         FinishAttemptLocked(false);
     }
     return attempt;
@@ -236,15 +214,6 @@ void CPulseAudioContext::FinishAttemptLocked(bool connected) {
     }
 }
 
-void CPulseAudioContext::DropContextLocked() {
-    if (!m_context) return;
-    pa_context_set_state_callback(m_context, nullptr, nullptr);
-    pa_context_set_subscribe_callback(m_context, nullptr, nullptr);
-    pa_context_disconnect(m_context);
-    pa_context_unref(m_context);
-    m_context = nullptr;
-}
-
 void CPulseAudioContext::ScheduleRetryLocked() {
     if (m_retryTimer || m_context) return;
     pa_usec_t delay = kFirstRetry;
@@ -255,43 +224,40 @@ void CPulseAudioContext::ScheduleRetryLocked() {
     timeval when{};
     pa_gettimeofday(&when);
     pa_timeval_add(&when, delay);
-    m_retryTimer = pa_threaded_mainloop_get_api(m_loop)->time_new(pa_threaded_mainloop_get_api(m_loop), &when,
-                                                                  RetryTimerCallback, this);
+    pa_mainloop_api* api = pa_threaded_mainloop_get_api(m_loop.get());
+    m_retryTimer = PulseTimer(api->time_new(api, &when, RetryTimerCallback, this), PulseTimerFree{api});
 }
 
 void CPulseAudioContext::OnRetryTimer() {
-    if (m_retryTimer) {
-        pa_threaded_mainloop_get_api(m_loop)->time_free(m_retryTimer);
-        m_retryTimer = nullptr;
-    }
+    m_retryTimer.reset();
     StartAttemptLocked();
 }
 
 void CPulseAudioContext::OnContextState(pa_context* context) {
-    if (context != m_context) return;
+    if (context != m_context.get()) return;
     switch (pa_context_get_state(context)) {
         case PA_CONTEXT_READY: {
             pa_context_set_subscribe_callback(context, SubscriptionCallback, this);
             const auto mask = static_cast<pa_subscription_mask_t>(
                 PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SINK_INPUT |
                 PA_SUBSCRIPTION_MASK_SOURCE_OUTPUT | PA_SUBSCRIPTION_MASK_SERVER);
-            Unref(pa_context_subscribe(context, mask, nullptr, nullptr));
+            NoWait(pa_context_subscribe(context, mask, nullptr, nullptr));
             // The first picture of the server. Events that come meanwhile
             // are applied too; each record replaces what was there.
             m_pendingInitialParts = 5;
-            Unref(pa_context_get_server_info(context, InitialServerInfoCallback, this));
-            Unref(pa_context_get_sink_info_list(context, InitialListCallback<pa_sink_info, SinkInfoCallback>, this));
-            Unref(pa_context_get_source_info_list(context, InitialListCallback<pa_source_info, SourceInfoCallback>,
-                                                  this));
-            Unref(pa_context_get_sink_input_info_list(
+            NoWait(pa_context_get_server_info(context, InitialServerInfoCallback, this));
+            NoWait(pa_context_get_sink_info_list(context, InitialListCallback<pa_sink_info, SinkInfoCallback>, this));
+            NoWait(pa_context_get_source_info_list(context, InitialListCallback<pa_source_info, SourceInfoCallback>,
+                                                   this));
+            NoWait(pa_context_get_sink_input_info_list(
                 context, InitialListCallback<pa_sink_input_info, SinkInputInfoCallback>, this));
-            Unref(pa_context_get_source_output_info_list(
+            NoWait(pa_context_get_source_output_info_list(
                 context, InitialListCallback<pa_source_output_info, SourceOutputInfoCallback>, this));
             break;
         }
         case PA_CONTEXT_FAILED:
         case PA_CONTEXT_TERMINATED:
-            DropContextLocked();
+            m_context.reset();
             LoseConnectionLocked();
             FinishAttemptLocked(false);
             break;
@@ -333,7 +299,7 @@ HRESULT CPulseAudioContext::EnsureConnected() {
     }
     uint64_t attempt;
     {
-        CLoopLock lock(m_loop);
+        CPulseLoopLock lock(m_loop.get());
         attempt = StartAttemptLocked();
     }
     std::unique_lock state(m_stateMutex);
@@ -343,16 +309,16 @@ HRESULT CPulseAudioContext::EnsureConnected() {
 
 bool CPulseAudioContext::RoundTrip() {
     RoundTripWaiter waiter{this};
-    pa_operation* operation = nullptr;
+    PulseOperation operation;
     uint64_t generation;
     {
-        CLoopLock lock(m_loop);
-        if (!m_context || pa_context_get_state(m_context) != PA_CONTEXT_READY) return false;
+        CPulseLoopLock lock(m_loop.get());
+        if (!m_context || pa_context_get_state(m_context.get()) != PA_CONTEXT_READY) return false;
         {
             std::lock_guard state(m_stateMutex);
             generation = m_generation;
         }
-        operation = pa_context_get_server_info(m_context, RoundTripCallback, &waiter);
+        operation.reset(pa_context_get_server_info(m_context.get(), RoundTripCallback, &waiter));
         if (!operation) return false;
     }
     bool done;
@@ -362,10 +328,10 @@ bool CPulseAudioContext::RoundTrip() {
         done = waiter.done;
     }
     // Once cancelled under the loop's lock, the callback cannot come any
-    // more, so the waiter may go.
-    CLoopLock lock(m_loop);
-    if (pa_operation_get_state(operation) == PA_OPERATION_RUNNING) pa_operation_cancel(operation);
-    pa_operation_unref(operation);
+    // more, so the waiter may go. The operation goes under the lock too.
+    CPulseLoopLock lock(m_loop.get());
+    if (pa_operation_get_state(operation.get()) == PA_OPERATION_RUNNING) pa_operation_cancel(operation.get());
+    operation.reset();
     return done;
 }
 
@@ -390,28 +356,28 @@ void CPulseAudioContext::OnSubscription(uint32_t eventType, uint32_t index) {
             if (removed)
                 ChangeMirror([&](CPulseMirror& m, MirrorEvents& e) { m.RemoveEndpoint(eRender, index, e); });
             else
-                Unref(pa_context_get_sink_info_by_index(m_context, index, SinkInfoCallback, this));
+                NoWait(pa_context_get_sink_info_by_index(m_context.get(), index, SinkInfoCallback, this));
             break;
         case PA_SUBSCRIPTION_EVENT_SOURCE:
             if (removed)
                 ChangeMirror([&](CPulseMirror& m, MirrorEvents& e) { m.RemoveEndpoint(eCapture, index, e); });
             else
-                Unref(pa_context_get_source_info_by_index(m_context, index, SourceInfoCallback, this));
+                NoWait(pa_context_get_source_info_by_index(m_context.get(), index, SourceInfoCallback, this));
             break;
         case PA_SUBSCRIPTION_EVENT_SINK_INPUT:
             if (removed)
                 ChangeMirror([&](CPulseMirror& m, MirrorEvents& e) { m.RemoveStream(eRender, index, e); });
             else
-                Unref(pa_context_get_sink_input_info(m_context, index, SinkInputInfoCallback, this));
+                NoWait(pa_context_get_sink_input_info(m_context.get(), index, SinkInputInfoCallback, this));
             break;
         case PA_SUBSCRIPTION_EVENT_SOURCE_OUTPUT:
             if (removed)
                 ChangeMirror([&](CPulseMirror& m, MirrorEvents& e) { m.RemoveStream(eCapture, index, e); });
             else
-                Unref(pa_context_get_source_output_info(m_context, index, SourceOutputInfoCallback, this));
+                NoWait(pa_context_get_source_output_info(m_context.get(), index, SourceOutputInfoCallback, this));
             break;
         case PA_SUBSCRIPTION_EVENT_SERVER:
-            Unref(pa_context_get_server_info(m_context, ServerInfoCallback, this));
+            NoWait(pa_context_get_server_info(m_context.get(), ServerInfoCallback, this));
             break;
         default: break;
     }

@@ -38,15 +38,13 @@
 
 #include "core/ref.h"
 #include "platform/audio.h"
-#include "platform/codes.h"
 #include "platform/callback_list.h"
 #include "platform/callback_thread.h"
+#include "platform/codes.h"
 #include "platform/linux/linux_endpoint_properties.h"
 #include "platform/linux/linux_pulse_mirror.h"
+#include "platform/linux/linux_pulse_owners.h"
 
-struct pa_threaded_mainloop;
-struct pa_context;
-struct pa_time_event;
 struct pa_server_info;
 struct pa_sink_info;
 struct pa_source_info;
@@ -116,7 +114,6 @@ private:
     // The loop's lock is held for all of these.
     uint64_t StartAttemptLocked();
     void FinishAttemptLocked(bool connected);
-    void DropContextLocked();
     void ScheduleRetryLocked();
     void LoseConnectionLocked();
     // Applies a change to the mirror and queues what it announces.
@@ -128,10 +125,10 @@ private:
     void PublishSessionEvent(const MirrorEvent& event);
     bool RoundTrip();
 
-    pa_threaded_mainloop* m_loop = nullptr;
-    // Loop lock: the context and the timer.
-    pa_context* m_context = nullptr;
-    pa_time_event* m_retryTimer = nullptr;
+    PulseLoop m_loop;
+    // Loop lock: the context and the timer, which go before the loop.
+    PulseContext m_context;
+    PulseTimer m_retryTimer;
     int m_pendingInitialParts = 0;
     unsigned m_failedAttempts = 0;
 

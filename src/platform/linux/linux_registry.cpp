@@ -4,15 +4,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <optional>
 #include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <optional>
 #include <utility>
 #include <vector>
 
 #include "platform/codes.h"
+#include "platform/linux/linux_unique_fd.h"
 #include "platform/registry_json.h"
 
 namespace qv {
@@ -37,22 +38,6 @@ Win32Error ErrorFromErrno(int error) {
         default: return kErrorWriteFault;
     }
 }
-
-// Closes a descriptor on every way out.
-class CFd {
-public:
-    explicit CFd(int fd = -1) : m_fd(fd) {}
-    ~CFd() {
-        if (m_fd >= 0) ::close(m_fd);
-    }
-    CFd(const CFd&) = delete;
-    CFd& operator=(const CFd&) = delete;
-    int get() const { return m_fd; }
-    int release() { return std::exchange(m_fd, -1); }
-
-private:
-    int m_fd;
-};
 
 Win32Error MakeDirectories(const std::string& directory) {
     for (std::size_t end = 1; end <= directory.size(); ++end) {
@@ -81,21 +66,16 @@ class CWriterLock {
 public:
     explicit CWriterLock(const std::string& directory) {
         if (directory.empty() || MakeDirectories(directory) != ERROR_SUCCESS) return;
-        CFd fd(::open((directory + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-        if (fd.get() < 0) return;
+        CUniqueFd fd(::open((directory + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+        if (!fd) return;
         while (::flock(fd.get(), LOCK_EX) != 0) {
             if (errno != EINTR) return;
         }
-        m_fd = fd.release();
+        m_fd = std::move(fd);
     }
-    ~CWriterLock() {
-        if (m_fd >= 0) ::close(m_fd);
-    }
-    CWriterLock(const CWriterLock&) = delete;
-    CWriterLock& operator=(const CWriterLock&) = delete;
 
 private:
-    int m_fd = -1;
+    CUniqueFd m_fd;
 };
 
 }  // namespace
@@ -116,8 +96,7 @@ std::string CLinuxRegistry::DefaultDirectory() {
             std::vector<char> buffer(16384);
             passwd entry{};
             passwd* found = nullptr;
-            if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found &&
-                found->pw_dir)
+            if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && found->pw_dir)
                 home = found->pw_dir;
         }
         if (home.empty()) return {};
@@ -159,9 +138,9 @@ void CLinuxRegistry::Refresh(RegistryRoot root) {
     FileState now;
     now.known = true;
     std::string text;
-    CFd fd(m_directory.empty() ? -1 : ::open(FilePath(root).c_str(), O_RDONLY | O_CLOEXEC));
+    CUniqueFd fd(m_directory.empty() ? -1 : ::open(FilePath(root).c_str(), O_RDONLY | O_CLOEXEC));
     struct stat st {};
-    if (fd.get() >= 0 && ::fstat(fd.get(), &st) == 0) {
+    if (fd && ::fstat(fd.get(), &st) == 0) {
         now.exists = true;
         now.device = st.st_dev;
         now.inode = st.st_ino;
@@ -216,8 +195,8 @@ Win32Error CLinuxRegistry::Save(RegistryRoot root) {
     const std::string text = WriteRegistryRootJson(m_store, root);
 
     std::string temporary = path + ".XXXXXX";
-    CFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (fd.get() < 0) return ErrorFromErrno(errno);
+    CUniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!fd) return ErrorFromErrno(errno);
     // A file made by hand keeps its permissions.
     struct stat old {};
     if (::stat(path.c_str(), &old) == 0) ::fchmod(fd.get(), old.st_mode & 07777);
@@ -227,8 +206,8 @@ Win32Error CLinuxRegistry::Save(RegistryRoot root) {
         ::unlink(temporary.c_str());
         return ErrorFromErrno(error);
     }
-    CFd directory(::open(m_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory.get() >= 0) ::fsync(directory.get());
+    CUniqueFd directory(::open(m_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory) ::fsync(directory.get());
 
     // Our own write is no news: remember the file as it is now.
     struct stat st {};

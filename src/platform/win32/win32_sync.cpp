@@ -1,6 +1,6 @@
 #include "platform/win32/win32_sync.h"
 
-#include "platform/win32/win32_mutex_security.h"
+#include "platform/win32/win32_security.h"
 #include "platform/win32/win32_sync_objects.h"
 
 namespace qv {
