@@ -47,8 +47,10 @@ private:
 TEST(LinuxPowerTest, SleepAndWakeOfLogindReachTheCallbacksOnTheBusThread) {
     const std::string address = test::SoundServer::Get().BusAddress();
     ASSERT_FALSE(address.empty());
-    auto power = MakeRef<CLinuxPower>(address);
+    // Declared first, gone last: the port keeps bare pointers to them, and
+    // its bus thread ends with the port.
     FakePowerCallback first, second;
+    auto power = MakeRef<CLinuxPower>(address);
     HPOWERNOTIFY one = 0, two = 0;
     ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&first, one), 0u);
     ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&second, two), 0u);
@@ -73,9 +75,9 @@ TEST(LinuxPowerTest, SleepAndWakeOfLogindReachTheCallbacksOnTheBusThread) {
 
 TEST(LinuxPowerTest, OnlyLogindIsBelievedAndUnregisteringWaitsForARunningCall) {
     const std::string address = test::SoundServer::Get().BusAddress();
-    auto power = MakeRef<CLinuxPower>(address);
-    FakePowerCallback callback;
+    FakePowerCallback callback;  // outlives the port, as above
     std::atomic<bool> inCall{false}, finished{false};
+    auto power = MakeRef<CLinuxPower>(address);
     callback.During = [&] {
         inCall = true;
         // The fake's own timing: a call long enough that an unregistration

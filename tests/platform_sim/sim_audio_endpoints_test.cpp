@@ -23,6 +23,10 @@ const std::wstring kMic = L"{0.0.1.00000000}.{mic}";
 
 class SimAudioEndpoints : public ::testing::Test {
 protected:
+    // The machine keeps a bare pointer to a registered client: its threads
+    // end before the client goes, however the test ended.
+    void TearDown() override { audio->Shutdown(); }
+
     CRefPtr<CSimAudio> audio = MakeRef<CSimAudio>();
     CRefPtr<FakeEndpointClient> client = MakeRef<FakeEndpointClient>();
 

@@ -19,6 +19,10 @@ using ::testing::Ne;
 
 class SimPower : public ::testing::Test {
 protected:
+    // The machine keeps a bare pointer to a registered callback: its threads
+    // end before the callback goes, however the test ended.
+    void TearDown() override { power->Shutdown(); }
+
     CRefPtr<CSimPower> power = MakeRef<CSimPower>();
     FakePowerCallback callback;
 };
