@@ -43,8 +43,10 @@ public:
         pid_t r = ::waitpid(m_pid, &status, WNOHANG);
         if (r == 0) return true;
         m_reaped = true;
-        if (r == m_pid && WIFEXITED(status)) m_exitCode = WEXITSTATUS(status);
-        else m_exitCode = -1;
+        if (r == m_pid && WIFEXITED(status))
+            m_exitCode = WEXITSTATUS(status);
+        else
+            m_exitCode = -1;
         return false;
     }
 
