@@ -3,31 +3,21 @@
 #include <unistd.h>
 
 #include "host_system.h"
+#include "platform/native.h"
 
 namespace qv::host {
-namespace {
 
-sigset_t Interrupts() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    return set;
-}
-
-}  // namespace
-
-// Blocked in every thread, so they wait in the queue for sigtimedwait.
-void CatchInterrupts() {
-    const sigset_t set = Interrupts();
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-}
+// The native platform's own: SIGINT and SIGTERM blocked in every thread, so
+// that they wait in the queue for sigtimedwait.
+void CatchInterrupts() { HoldInterrupts(); }
 
 bool WaitForInterrupt(std::chrono::milliseconds wait) {
-    const sigset_t set = Interrupts();
+    sigset_t held;
+    sigemptyset(&held);
+    for (int signal : {SIGINT, SIGTERM}) sigaddset(&held, signal);
     const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(wait).count();
-    timespec time{static_cast<time_t>(ns / 1000000000), static_cast<long>(ns % 1000000000)};
-    return sigtimedwait(&set, nullptr, &time) > 0;
+    const timespec time{static_cast<time_t>(ns / 1000000000), static_cast<long>(ns % 1000000000)};
+    return sigtimedwait(&held, nullptr, &time) > 0;
 }
 
 std::string SelfPath(const char* argv0) {
