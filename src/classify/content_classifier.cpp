@@ -446,6 +446,44 @@ void CContentClassifier::PostUpdateCalculatedClassification(std::chrono::millise
 // The best active session by priority, then confidence; both compares are
 // strict, so of two equal results the earlier session stays, and Game (at
 // priority 0) wins only where nothing else plays.
+std::optional<CContentClassifier::SessionOffer> CContentClassifier::BrowserPageOffer(
+    const CProcessInfo& browser) const {
+    const CWebContentClassifier* web = WebContentClassifier->get();
+    if (!web) {
+        Trace(L"Web content classifier is not set, ignore audio session classifier.\n");
+        return std::nullopt;
+    }
+    Trace(L"Search for the matching web page classifier ...\n");
+    // Only the first page of that browser is looked at.
+    const CWebPage* page = nullptr;
+    for (CWebPage* candidate : web->AudibleWebPages)
+        if (candidate->SourceProcessID.value() == browser.ProcessId()) {
+            page = candidate;
+            break;
+        }
+    if (!page || !page->WebPageClassifier.value()) {
+        Trace(L"No matching web page classifier found.\n");
+        return std::nullopt;
+    }
+    Trace(L"Found matching web page classifier.\n");
+    return SessionOffer{page->WebPageClassifier.value()->Classification.value(), page->AudioStreamBasicInfo.value(),
+                        page->IsVideo.value()};
+}
+
+// A browser's session never falls back to its own session classifier.
+std::optional<CContentClassifier::SessionOffer> CContentClassifier::OfferOf(const CAudioSession& session) const {
+    if (const CProcessInfo* browser = session.WebBrowserProcessInfo->get()) {
+        Trace(L"Belongs to supported web browser '%s' (process id = %i).\n", browser->ImageFileName,
+              browser->ProcessId());
+        return BrowserPageOffer(*browser);
+    }
+    Trace(L"Use audio session classifier.\n");
+    const CAudioSessionClassifier* classifier = session.AudioSessionClassifier->get();
+    if (!classifier) return std::nullopt;
+    return SessionOffer{classifier->Classification.value(), session.AudioStreamBasicInfo.value(),
+                        session.IsVideo.value()};
+}
+
 void CContentClassifier::UpdateCalculatedClassification() {
     QV_TRACE_SCOPE(L"CContentClassifier::UpdateCalculatedClassification");
     Trace(L"Audio endpoint id: %s\n", m_endpointId);
@@ -453,72 +491,33 @@ void CContentClassifier::UpdateCalculatedClassification() {
     if (!manager) return;
     Trace(L"Active audio session count: %i\n", static_cast<int>(manager->activeAudioSessions.size()));
 
-    CClassification best;
-    CRefPtr<CAudioStreamBasicInfo> bestInfo;
-    bool bestIsVideo = false;
+    // The highest priority wins, then the higher confidence; on a tie the
+    // first session keeps it.
+    SessionOffer best;
     int number = 0;
     for (const CRefPtr<CAudioSession>& session : manager->activeAudioSessions) {
         Trace(L"Audio Session Classifier #%i ....\n", ++number);
-        bool found = false;
-        CClassification c;
-        CRefPtr<CAudioStreamBasicInfo> info;
-        bool isVideo = false;
-        if (const CProcessInfo* browser = session->WebBrowserProcessInfo->get()) {
-            Trace(L"Belongs to supported web browser '%s' (process id = %i).\n", browser->ImageFileName,
-                  browser->ProcessId());
-            if (const CWebContentClassifier* web = WebContentClassifier->get()) {
-                Trace(L"Search for the matching web page classifier ...\n");
-                // Only the first page of that browser is looked at.
-                const CWebPage* page = nullptr;
-                for (CWebPage* candidate : web->AudibleWebPages) {
-                    if (candidate->SourceProcessID.value() == browser->ProcessId()) {
-                        page = candidate;
-                        break;
-                    }
-                }
-                if (page && page->WebPageClassifier.value()) {
-                    Trace(L"Found matching web page classifier.\n");
-                    c = page->WebPageClassifier.value()->Classification.value();
-                    info = page->AudioStreamBasicInfo.value();
-                    isVideo = page->IsVideo.value();
-                    found = true;
-                } else {
-                    Trace(L"No matching web page classifier found.\n");
-                }
-            } else {
-                Trace(L"Web content classifier is not set, ignore audio session classifier.\n");
-            }
-        } else {
-            Trace(L"Use audio session classifier.\n");
-            if (const CAudioSessionClassifier* classifier = session->AudioSessionClassifier->get()) {
-                c = classifier->Classification.value();
-                info = session->AudioStreamBasicInfo.value();
-                isVideo = session->IsVideo.value();
-                found = true;
-            }
-        }
-        // A browser session never falls back to its own session classifier.
-        if (!found) {
+        std::optional<SessionOffer> offer = OfferOf(*session);
+        if (!offer) {
             Trace(L"Skipped audio session classifier.\n");
             continue;
         }
+        const CClassification& c = offer->classification;
         Trace(L"Audio Session Classification: %s\n", ClassificationName(c.Category));
-        if (c.Priority > best.Priority || (c.Priority == best.Priority && c.Confidence > best.Confidence)) {
-            best = c;
-            bestInfo = info;
-            bestIsVideo = isVideo;
-        }
+        if (c.Priority > best.classification.Priority ||
+            (c.Priority == best.classification.Priority && c.Confidence > best.classification.Confidence))
+            best = std::move(*offer);
     }
 
-    Trace(L"Calculated classification: %s\n", ClassificationName(best.Category));
-    if (best.Category != CategoryUndefined) {
-        PostUpdateFinalClassification(best, bestInfo, bestIsVideo, std::chrono::milliseconds(100));
+    Trace(L"Calculated classification: %s\n", ClassificationName(best.classification.Category));
+    if (best.classification.Category != CategoryUndefined) {
+        PostUpdateFinalClassification(best.classification, best.info, best.isVideo, std::chrono::milliseconds(100));
     } else if (FinalClassification->Category == CategoryUndefined) {
-        PostUpdateFinalClassification(DefaultClassification, bestInfo, bestIsVideo, std::chrono::milliseconds(0));
+        PostUpdateFinalClassification(DefaultClassification, best.info, best.isVideo, std::chrono::milliseconds(0));
     } else {
         // Hold the last result: only two seconds without anything
         // classifiable make it fall back.
-        PostUpdateFinalClassification(DefaultClassification, bestInfo, bestIsVideo, std::chrono::milliseconds(2000));
+        PostUpdateFinalClassification(DefaultClassification, best.info, best.isVideo, std::chrono::milliseconds(2000));
     }
 }
 

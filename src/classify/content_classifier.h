@@ -12,6 +12,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "classify/classification.h"
@@ -51,7 +52,7 @@ private:
 
 public:
     observable_property<CContentClassifier, CRefPtr<CAudioSessionManager>> AudioSessionManager{this,
-                                                                                             "AudioSessionManager"};
+                                                                                               "AudioSessionManager"};
     observable_property<CContentClassifier, CRefPtr<CWebContentClassifier>> WebContentClassifier{
         this, "WebContentClassifier"};
     observable_property<CContentClassifier, std::string> HostPipeName{this, "HostPipeName"};
@@ -110,10 +111,19 @@ private:
     // either kind, so a burst of events leaves one update after the last.
     void PostUpdateCalculatedClassification(std::chrono::milliseconds delay);
     void UpdateCalculatedClassification();
+    // What one active session offers to the choice: its classification and
+    // stream, from its page for a browser's session, from its own classifier
+    // otherwise. None when there is nothing to offer; the trace says why.
+    struct SessionOffer {
+        CClassification classification;
+        CRefPtr<CAudioStreamBasicInfo> info;
+        bool isVideo = false;
+    };
+    std::optional<SessionOffer> OfferOf(const CAudioSession& session) const;
+    std::optional<SessionOffer> BrowserPageOffer(const CProcessInfo& browser) const;
     void PostUpdateFinalClassification(const CClassification& c, const CRefPtr<CAudioStreamBasicInfo>& info,
                                        bool isVideo, std::chrono::milliseconds delay);
-    void UpdateFinalClassification(const CClassification& c, const CRefPtr<CAudioStreamBasicInfo>& info,
-                                   bool isVideo);
+    void UpdateFinalClassification(const CClassification& c, const CRefPtr<CAudioStreamBasicInfo>& info, bool isVideo);
     void SetFinalClassification(CClassification c);
     void SendToHost(const std::string& word);
     // Feature mode of the device, 0 without one.
