@@ -2,6 +2,11 @@
 // server: the orders and the corner cases that the two real servers
 // produce (PipeWire's unlinked first sight of a stream, moves, monitors as
 // the default source, the loss of the server).
+#include <cstdio>
+#include <string>
+#include <variant>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "platform/codes.h"
@@ -10,8 +15,6 @@
 
 namespace qv {
 namespace {
-
-using Kind = MirrorEvent::Kind;
 
 PulseEndpoint Sink(uint32_t index, const std::string& name, uint32_t state = DEVICE_STATE_ACTIVE) {
     PulseEndpoint e;
@@ -34,11 +37,69 @@ PulseStream Playback(uint32_t index, uint32_t sink, bool corked = false) {
     return s;
 }
 
-std::vector<Kind> KindsOf(const MirrorEvents& events) {
-    std::vector<Kind> kinds;
-    for (const auto& e : events) kinds.push_back(e.kind);
-    return kinds;
+std::string KeyName(const PROPERTYKEY& key) {
+    for (const auto& [known, name] :
+         {std::pair{PKEY_Device_FriendlyName, "FriendlyName"}, std::pair{PKEY_HasAutoPreset, "HasAutoPreset"},
+          std::pair{PKEY_EnableAutoPreset, "EnableAutoPreset"}})
+        if (key == known) return name;
+    return "other key";
 }
+
+template <class... Describe>
+struct Overloaded : Describe... {
+    using Describe::operator()...;
+};
+
+// Each event as a line with every value it carries; sessions as
+// "endpoint stream@device".
+std::vector<std::string> Described(const MirrorEvents& events) {
+    const auto flow = [](EDataFlow f) { return std::string(f == eCapture ? "capture " : "render "); };
+    const auto session = [](const mirror::Session& s) {
+        return s.endpoint + " " + std::to_string(s.stream) + "@" + std::to_string(s.device);
+    };
+    const auto number = [](float v) {
+        char text[16];
+        std::snprintf(text, sizeof text, "%g", v);
+        return std::string(text);
+    };
+    std::vector<std::string> lines;
+    for (const MirrorEvent& event : events)
+        lines.push_back(std::visit(
+            Overloaded{
+                [&](const mirror::DeviceAdded& e) { return "added " + flow(e.endpoint.flow) + e.endpoint.id; },
+                [&](const mirror::DeviceStateChanged& e) {
+                    return "state " + flow(e.endpoint.flow) + e.endpoint.id + " " + std::to_string(e.state);
+                },
+                [&](const mirror::DeviceRemoved& e) { return "removed " + flow(e.endpoint.flow) + e.endpoint.id; },
+                [&](const mirror::DefaultDeviceChanged& e) {
+                    return "default " + flow(e.endpoint.flow) + std::to_string(e.role) + " " + e.endpoint.id;
+                },
+                [&](const mirror::PropertyValueChanged& e) {
+                    return "property " + flow(e.endpoint.flow) + e.endpoint.id + " " + KeyName(e.key);
+                },
+                [&](const mirror::SessionCreated& e) { return "created " + session(e.session); },
+                [&](const mirror::SessionStateChanged& e) {
+                    return "session state " + session(e.session) + " " + std::to_string(e.state);
+                },
+                [&](const mirror::SessionDisplayNameChanged& e) { return "name " + session(e.session) + " " + e.name; },
+                [&](const mirror::SessionIconPathChanged& e) { return "icon " + session(e.session) + " " + e.path; },
+                [&](const mirror::SessionSimpleVolumeChanged& e) {
+                    return "volume " + session(e.session) + " " + number(e.volume) + (e.muted ? " muted" : "");
+                },
+                [&](const mirror::SessionChannelVolumeChanged& e) {
+                    std::string line = "channels " + session(e.session);
+                    for (float v : e.volumes) line += " " + number(v);
+                    return line + " changed " + std::to_string(static_cast<int32_t>(e.changedChannel));
+                },
+                [&](const mirror::SessionDisconnected& e) {
+                    return "disconnected " + session(e.session) + " " + std::to_string(e.reason);
+                },
+            },
+            event));
+    return lines;
+}
+
+using Lines = std::vector<std::string>;
 
 class ServerMirrorTest : public testing::Test {
 protected:
@@ -48,150 +109,103 @@ protected:
         mirror.UpsertEndpoint(Sink(2, "other"), ignored);
         mirror.SetServerDefaults("spk", "spk.monitor", ignored);
     }
+    // What the call made of the mirror announces.
+    template <class Change>
+    Lines After(Change&& change) {
+        MirrorEvents events;
+        change(events);
+        return Described(events);
+    }
     CPulseMirror mirror;
-    MirrorEvents events;
 };
 
 TEST_F(ServerMirrorTest, NewEndpointIsAddedThenHasItsStateAndOnlyChangesOfItsValuesAreAnnounced) {
-    mirror.UpsertEndpoint(Sink(3, "usb", DEVICE_STATE_UNPLUGGED), events);
-    ASSERT_EQ(KindsOf(events), (std::vector<Kind>{Kind::DeviceAdded, Kind::DeviceStateChanged}));
-    EXPECT_EQ(events[1].endpoint, "usb");
-    EXPECT_EQ(events[1].state, DEVICE_STATE_UNPLUGGED);
-
-    events.clear();
-    mirror.UpsertEndpoint(Sink(3, "usb", DEVICE_STATE_UNPLUGGED), events);
-    EXPECT_TRUE(events.empty()) << "a record that says nothing new is no event";
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(Sink(3, "usb", DEVICE_STATE_UNPLUGGED), e); }),
+              (Lines{"added render usb", "state render usb 8"}));
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(Sink(3, "usb", DEVICE_STATE_UNPLUGGED), e); }), Lines{})
+        << "a record that says nothing new is no event";
 
     PulseEndpoint changed = Sink(3, "usb", DEVICE_STATE_ACTIVE);
     changed.description = "USB Headset";
     changed.presetTexts = {{"quorvane.auto-preset.has", "1"}};
-    mirror.UpsertEndpoint(changed, events);
-    ASSERT_EQ(events.size(), 3u);
-    EXPECT_EQ(events[0].kind, Kind::DeviceStateChanged);
-    EXPECT_EQ(events[0].state, DEVICE_STATE_ACTIVE);
-    EXPECT_EQ(events[1].key, PKEY_Device_FriendlyName);
-    EXPECT_EQ(events[2].key, PKEY_HasAutoPreset);
-
-    events.clear();
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(changed, e); }),
+              (Lines{"state render usb 1", "property render usb FriendlyName", "property render usb HasAutoPreset"}));
     changed.presetTexts = {{"quorvane.auto-preset.has", "1"}, {"quorvane.auto-preset.enable", "0"}};
-    mirror.UpsertEndpoint(changed, events);
-    ASSERT_EQ(events.size(), 1u) << "only the key whose value changed";
-    EXPECT_EQ(events[0].key, PKEY_EnableAutoPreset);
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(changed, e); }),
+              (Lines{"property render usb EnableAutoPreset"}))
+        << "only the key whose value changed";
 }
 
 TEST_F(ServerMirrorTest, RemovedEndpointTurnsNotPresentStaysKnownAndComesBackAsAdded) {
-    mirror.RemoveEndpoint(eRender, 2, events);
-    ASSERT_EQ(KindsOf(events), (std::vector<Kind>{Kind::DeviceStateChanged, Kind::DeviceRemoved}));
-    EXPECT_EQ(events[0].state, DEVICE_STATE_NOTPRESENT);
+    EXPECT_EQ(After([&](auto& e) { mirror.RemoveEndpoint(eRender, 2, e); }),
+              (Lines{"state render other 4", "removed render other"}));
     const PulseEndpoint* known = mirror.FindEndpoint(eRender, "other");
     ASSERT_NE(known, nullptr);
     EXPECT_FALSE(known->present);
-
-    events.clear();
-    mirror.RemoveEndpoint(eRender, 2, events);
-    EXPECT_TRUE(events.empty()) << "an index removed twice, or unknown, says nothing";
-
-    mirror.UpsertEndpoint(Sink(7, "other"), events);
-    EXPECT_EQ(KindsOf(events), (std::vector<Kind>{Kind::DeviceAdded, Kind::DeviceStateChanged}));
+    EXPECT_EQ(After([&](auto& e) { mirror.RemoveEndpoint(eRender, 2, e); }), Lines{})
+        << "an index removed twice, or unknown, says nothing";
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(Sink(7, "other"), e); }),
+              (Lines{"added render other", "state render other 1"}));
     EXPECT_EQ(mirror.Endpoints().size(), 2u) << "the same endpoint, not a second one";
 }
 
 TEST_F(ServerMirrorTest, DefaultIsAnnouncedForEveryRoleAndAMonitorIsNoCaptureDefault) {
     EXPECT_EQ(mirror.DefaultEndpoint(eRender), "spk");
     EXPECT_EQ(mirror.DefaultEndpoint(eCapture), "") << "spk.monitor is not a capture endpoint";
-
-    mirror.SetServerDefaults("other", "spk.monitor", events);
-    ASSERT_EQ(events.size(), 3u);
-    for (uint32_t role = 0; role < 3; ++role) {
-        EXPECT_EQ(events[role].kind, Kind::DefaultDeviceChanged);
-        EXPECT_EQ(events[role].flow, eRender);
-        EXPECT_EQ(events[role].state, role);
-        EXPECT_EQ(events[role].endpoint, "other");
-    }
-
-    events.clear();
-    mirror.RemoveEndpoint(eRender, 2, events);
-    ASSERT_EQ(events.size(), 5u) << "state, removal, and the default gone for three roles";
-    EXPECT_EQ(events[2].kind, Kind::DefaultDeviceChanged);
-    EXPECT_EQ(events[2].endpoint, "") << "no default any more";
+    EXPECT_EQ(After([&](auto& e) { mirror.SetServerDefaults("other", "spk.monitor", e); }),
+              (Lines{"default render 0 other", "default render 1 other", "default render 2 other"}));
+    EXPECT_EQ(After([&](auto& e) { mirror.RemoveEndpoint(eRender, 2, e); }),
+              (Lines{"state render other 4", "removed render other", "default render 0 ", "default render 1 ",
+                     "default render 2 "}))
+        << "no default any more";
 }
 
 TEST_F(ServerMirrorTest, UnlinkedStreamIsCreatedOnlyWhenLinkedAsPipeWireShowsIt) {
-    mirror.UpsertStream(Playback(40, kNoPulseIndex, true), events);
-    EXPECT_TRUE(events.empty()) << "not linked: no endpoint's session yet";
-    mirror.UpsertStream(Playback(40, 1, true), events);
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].kind, Kind::SessionCreated);
-    EXPECT_EQ(events[0].endpoint, "spk");
-    EXPECT_EQ(events[0].stream, 40u);
-    EXPECT_EQ(events[0].device, 1u);
-
-    events.clear();
-    mirror.UpsertStream(Playback(40, 1, false), events);
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].kind, Kind::SessionStateChanged);
-    EXPECT_EQ(events[0].sessionState, AudioSessionStateActive);
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertStream(Playback(40, kNoPulseIndex, true), e); }), Lines{})
+        << "not linked: no endpoint's session yet";
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertStream(Playback(40, 1, true), e); }), (Lines{"created spk 40@1"}));
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertStream(Playback(40, 1, false), e); }),
+              (Lines{"session state spk 40@1 1"}));
     ASSERT_EQ(mirror.StreamsOf(eRender, "spk").size(), 1u);
     EXPECT_TRUE(mirror.StreamsOf(eRender, "other").empty());
 }
 
 TEST_F(ServerMirrorTest, MovedStreamIsDisconnectedAtTheOldEndpointAndCreatedAtTheNew) {
-    mirror.UpsertStream(Playback(40, 1), events);
-    events.clear();
-    mirror.UpsertStream(Playback(40, 2), events);
-    ASSERT_EQ(KindsOf(events), (std::vector<Kind>{Kind::SessionDisconnected, Kind::SessionCreated}));
-    EXPECT_EQ(events[0].endpoint, "spk");
-    EXPECT_EQ(events[0].device, 1u);
-    EXPECT_EQ(events[0].reason, DisconnectReasonDeviceRemoval);
-    EXPECT_EQ(events[1].endpoint, "other");
-    EXPECT_EQ(events[1].device, 2u);
+    After([&](auto& e) { mirror.UpsertStream(Playback(40, 1), e); });
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertStream(Playback(40, 2), e); }),
+              (Lines{"disconnected spk 40@1 0", "created other 40@2"}));
 }
 
 TEST_F(ServerMirrorTest, RemovedStreamExpiresAndPropertyChangesAreSessionEvents) {
-    mirror.UpsertStream(Playback(40, 1), events);
-    events.clear();
+    After([&](auto& e) { mirror.UpsertStream(Playback(40, 1), e); });
     PulseStream changed = Playback(40, 1);
     changed.applicationName = "renamed";
+    changed.iconName = "bell";
     changed.channelVolumes = {0.5f, 1.0f};
     changed.muted = true;
-    mirror.UpsertStream(changed, events);
-    ASSERT_EQ(KindsOf(events), (std::vector<Kind>{Kind::SessionDisplayNameChanged, Kind::SessionSimpleVolumeChanged,
-                                                  Kind::SessionChannelVolumeChanged}));
-    EXPECT_EQ(events[0].text, "renamed");
-    EXPECT_FLOAT_EQ(events[1].volume, 0.75f) << "the average of the channels";
-    EXPECT_TRUE(events[1].muted);
-    EXPECT_EQ(events[2].changedChannel, 0u) << "only the first channel changed";
-
-    events.clear();
+    // The simple volume is the average of the channels; only the first
+    // channel changed.
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertStream(changed, e); }),
+              (Lines{"name spk 40@1 renamed", "icon spk 40@1 bell", "volume spk 40@1 0.75 muted",
+                     "channels spk 40@1 0.5 1 changed 0"}));
     changed.channelVolumes = {0.25f, 0.25f};
-    mirror.UpsertStream(changed, events);
-    ASSERT_EQ(events.back().kind, Kind::SessionChannelVolumeChanged);
-    EXPECT_EQ(events.back().changedChannel, 0xFFFFFFFFu) << "more than one channel changed";
-
-    events.clear();
-    mirror.RemoveStream(eRender, 40, events);
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].kind, Kind::SessionStateChanged);
-    EXPECT_EQ(events[0].sessionState, AudioSessionStateExpired);
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertStream(changed, e); }),
+              (Lines{"volume spk 40@1 0.25 muted", "channels spk 40@1 0.25 0.25 changed -1"}))
+        << "more than one channel changed";
+    EXPECT_EQ(After([&](auto& e) { mirror.RemoveStream(eRender, 40, e); }), (Lines{"session state spk 40@1 2"}));
     EXPECT_EQ(mirror.FindStream(eRender, 40), nullptr);
 }
 
 TEST_F(ServerMirrorTest, LosingTheServerDisconnectsSessionsRemovesEndpointsAndDropsDefaults) {
-    mirror.UpsertStream(Playback(40, 1), events);
-    mirror.UpsertStream(Playback(41, kNoPulseIndex), events);
-    events.clear();
-    mirror.LoseServer(events);
-    ASSERT_FALSE(events.empty());
-    EXPECT_EQ(events[0].kind, Kind::SessionDisconnected);
-    EXPECT_EQ(events[0].reason, DisconnectReasonServerShutdown);
-    EXPECT_EQ(events[0].stream, 40u) << "an unlinked stream has no session to disconnect";
-    std::size_t removals = 0, defaults = 0;
-    for (const auto& e : events) {
-        removals += e.kind == Kind::DeviceRemoved;
-        defaults += e.kind == Kind::DefaultDeviceChanged;
-    }
-    EXPECT_EQ(removals, 2u);
-    EXPECT_EQ(defaults, 3u) << "the render default goes for three roles; capture had none";
+    After([&](auto& e) {
+        mirror.UpsertStream(Playback(40, 1), e);
+        mirror.UpsertStream(Playback(41, kNoPulseIndex), e);
+    });
+    // An unlinked stream has no session to disconnect; the render default
+    // goes for three roles, and capture had none.
+    EXPECT_EQ(After([&](auto& e) { mirror.LoseServer(e); }),
+              (Lines{"disconnected spk 40@1 1", "state render spk 4", "removed render spk", "state render other 4",
+                     "removed render other", "default render 0 ", "default render 1 ", "default render 2 "}));
     EXPECT_EQ(mirror.DefaultEndpoint(eRender), "");
     EXPECT_EQ(mirror.FindStream(eRender, 40), nullptr);
 }

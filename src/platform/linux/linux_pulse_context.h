@@ -120,9 +120,9 @@ private:
     template <class Change>
     void ChangeMirror(Change&& change);
     void Publish(MirrorEvents& events);  // m_stateMutex held
-    void PublishEndpointEvent(const MirrorEvent& event);
-    void PublishSessionCreated(const MirrorEvent& event);
-    void PublishSessionEvent(const MirrorEvent& event);
+    void PublishEndpointEvent(const std::string& endpoint, const MirrorEvent& event);
+    void PublishSessionCreated(const mirror::Session& created);
+    void PublishSessionEvent(const mirror::Session& session, const MirrorEvent& event);
     bool RoundTrip();
 
     PulseLoop m_loop;

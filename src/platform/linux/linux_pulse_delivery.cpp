@@ -2,6 +2,9 @@
 // registered callbacks, on the callback thread. Each event goes to the
 // registrations that exist when it is queued, on the loop thread, and still
 // exist when it is delivered.
+#include <type_traits>
+#include <variant>
+
 #include "core/text.h"
 #include "platform/codes.h"
 #include "platform/linux/linux_audio_session.h"
@@ -10,8 +13,46 @@
 namespace qv {
 
 namespace {
+
 // The event context that the session events carry: nobody's in particular.
 const GUID kNoEventContext{};
+
+// Each endpoint event as its callback; the session events are told below.
+void Tell(IMMNotificationClient& client, const wchar_t* id, const mirror::DeviceAdded&) { client.OnDeviceAdded(id); }
+void Tell(IMMNotificationClient& client, const wchar_t* id, const mirror::DeviceStateChanged& e) {
+    client.OnDeviceStateChanged(id, e.state);
+}
+void Tell(IMMNotificationClient& client, const wchar_t* id, const mirror::DeviceRemoved&) {
+    client.OnDeviceRemoved(id);
+}
+void Tell(IMMNotificationClient& client, const wchar_t* id, const mirror::DefaultDeviceChanged& e) {
+    // No default any more is a null id.
+    client.OnDefaultDeviceChanged(e.endpoint.flow, e.role, *id ? id : nullptr);
+}
+void Tell(IMMNotificationClient& client, const wchar_t* id, const mirror::PropertyValueChanged& e) {
+    client.OnPropertyValueChanged(id, e.key);
+}
+template <class SessionEvent>
+void Tell(IMMNotificationClient&, const wchar_t*, const SessionEvent&) {}
+
+void Tell(IAudioSessionEvents& events, const mirror::SessionStateChanged& e) { events.OnStateChanged(e.state); }
+void Tell(IAudioSessionEvents& events, const mirror::SessionDisplayNameChanged& e) {
+    events.OnDisplayNameChanged(Utf8ToWide(e.name).c_str(), &kNoEventContext);
+}
+void Tell(IAudioSessionEvents& events, const mirror::SessionIconPathChanged& e) {
+    events.OnIconPathChanged(Utf8ToWide(e.path).c_str(), &kNoEventContext);
+}
+void Tell(IAudioSessionEvents& events, const mirror::SessionSimpleVolumeChanged& e) {
+    events.OnSimpleVolumeChanged(e.volume, e.muted, &kNoEventContext);
+}
+void Tell(IAudioSessionEvents& events, const mirror::SessionChannelVolumeChanged& e) {
+    events.OnChannelVolumeChanged(static_cast<uint32_t>(e.volumes.size()), e.volumes.data(), e.changedChannel,
+                                  &kNoEventContext);
+}
+void Tell(IAudioSessionEvents& events, const mirror::SessionDisconnected& e) { events.OnSessionDisconnected(e.reason); }
+template <class OtherEvent>
+void Tell(IAudioSessionEvents&, const OtherEvent&) {}
+
 }  // namespace
 
 std::shared_ptr<CPulseAudioContext::SessionNotifications> CPulseAudioContext::NotificationsOf(
@@ -41,48 +82,33 @@ void CPulseAudioContext::ForgetEventsIfEmpty(const SessionKey& key) {
 
 void CPulseAudioContext::Publish(MirrorEvents& events) {
     for (const MirrorEvent& event : events) {
-        switch (event.kind) {
-            case MirrorEvent::Kind::DeviceAdded:
-            case MirrorEvent::Kind::DeviceStateChanged:
-            case MirrorEvent::Kind::DeviceRemoved:
-            case MirrorEvent::Kind::DefaultDeviceChanged:
-            case MirrorEvent::Kind::PropertyValueChanged: PublishEndpointEvent(event); break;
-            case MirrorEvent::Kind::SessionCreated: PublishSessionCreated(event); break;
-            default: PublishSessionEvent(event); break;
-        }
+        std::visit(
+            [&](const auto& e) {
+                if constexpr (std::is_same_v<std::decay_t<decltype(e)>, mirror::SessionCreated>)
+                    PublishSessionCreated(e.session);
+                else if constexpr (requires { e.endpoint.id; })
+                    PublishEndpointEvent(e.endpoint.id, event);
+                else
+                    PublishSessionEvent(e.session, event);
+            },
+            event);
     }
 }
 
-void CPulseAudioContext::PublishEndpointEvent(const MirrorEvent& event) {
-    m_delivery.Post([self = m_self, ids = m_endpointClients.Snapshot(), event] {
+void CPulseAudioContext::PublishEndpointEvent(const std::string& endpoint, const MirrorEvent& event) {
+    m_delivery.Post([self = m_self, ids = m_endpointClients.Snapshot(), id = Utf8ToWide(endpoint), event] {
         CRefPtr<CPulseAudioContext> context = self.Lock();
         if (!context) return;
-        const std::wstring id = Utf8ToWide(event.endpoint);
         context->m_endpointClients.Deliver(ids, [&](IMMNotificationClient* client) {
-            switch (event.kind) {
-                case MirrorEvent::Kind::DeviceAdded: client->OnDeviceAdded(id.c_str()); break;
-                case MirrorEvent::Kind::DeviceStateChanged:
-                    client->OnDeviceStateChanged(id.c_str(), event.state);
-                    break;
-                case MirrorEvent::Kind::DeviceRemoved: client->OnDeviceRemoved(id.c_str()); break;
-                case MirrorEvent::Kind::DefaultDeviceChanged:
-                    // No default any more is a null id.
-                    client->OnDefaultDeviceChanged(event.flow, static_cast<ERole>(event.state),
-                                                   id.empty() ? nullptr : id.c_str());
-                    break;
-                case MirrorEvent::Kind::PropertyValueChanged:
-                    client->OnPropertyValueChanged(id.c_str(), event.key);
-                    break;
-                default: break;
-            }
+            std::visit([&](const auto& e) { Tell(*client, id.c_str(), e); }, event);
         });
     });
 }
 
-void CPulseAudioContext::PublishSessionCreated(const MirrorEvent& event) {
-    std::shared_ptr<SessionNotifications> list = NotificationsOf(event.flow, event.endpoint);
-    const SessionKey key{m_generation, event.flow, event.stream, event.device};
-    m_delivery.Post([self = m_self, list, ids = list->Snapshot(), key, endpoint = event.endpoint] {
+void CPulseAudioContext::PublishSessionCreated(const mirror::Session& created) {
+    std::shared_ptr<SessionNotifications> list = NotificationsOf(created.flow, created.endpoint);
+    const SessionKey key{m_generation, created.flow, created.stream, created.device};
+    m_delivery.Post([self = m_self, list, ids = list->Snapshot(), key, endpoint = created.endpoint] {
         if (ids.empty()) return;
         CRefPtr<CPulseAudioContext> context = self.Lock();
         if (!context) return;
@@ -92,39 +118,17 @@ void CPulseAudioContext::PublishSessionCreated(const MirrorEvent& event) {
     });
 }
 
-void CPulseAudioContext::PublishSessionEvent(const MirrorEvent& event) {
+void CPulseAudioContext::PublishSessionEvent(const mirror::Session& session, const MirrorEvent& event) {
     std::shared_ptr<SessionEvents> list;
     {
         std::lock_guard lock(m_registryMutex);
-        auto found = m_events.find(SessionKey{m_generation, event.flow, event.stream, event.device});
+        auto found = m_events.find(SessionKey{m_generation, session.flow, session.stream, session.device});
         if (found == m_events.end()) return;
         list = found->second;
     }
     m_delivery.Post([list, ids = list->Snapshot(), event] {
-        list->Deliver(ids, [&](IAudioSessionEvents* events) {
-            switch (event.kind) {
-                case MirrorEvent::Kind::SessionStateChanged: events->OnStateChanged(event.sessionState); break;
-                case MirrorEvent::Kind::SessionDisplayNameChanged: {
-                    const std::wstring name = Utf8ToWide(event.text);
-                    events->OnDisplayNameChanged(name.c_str(), &kNoEventContext);
-                    break;
-                }
-                case MirrorEvent::Kind::SessionIconPathChanged: {
-                    const std::wstring path = Utf8ToWide(event.text);
-                    events->OnIconPathChanged(path.c_str(), &kNoEventContext);
-                    break;
-                }
-                case MirrorEvent::Kind::SessionSimpleVolumeChanged:
-                    events->OnSimpleVolumeChanged(event.volume, event.muted, &kNoEventContext);
-                    break;
-                case MirrorEvent::Kind::SessionChannelVolumeChanged:
-                    events->OnChannelVolumeChanged(static_cast<uint32_t>(event.channelVolumes.size()),
-                                                   event.channelVolumes.data(), event.changedChannel, &kNoEventContext);
-                    break;
-                case MirrorEvent::Kind::SessionDisconnected: events->OnSessionDisconnected(event.reason); break;
-                default: break;
-            }
-        });
+        list->Deliver(
+            ids, [&](IAudioSessionEvents* events) { std::visit([&](const auto& e) { Tell(*events, e); }, event); });
     });
 }
 

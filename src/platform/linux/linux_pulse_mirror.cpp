@@ -12,24 +12,8 @@ namespace {
 
 constexpr ERole kRoles[] = {eConsole, eMultimedia, eCommunications};
 
-MirrorEvent DeviceEvent(MirrorEvent::Kind kind, EDataFlow flow, const std::string& name, uint32_t state = 0) {
-    MirrorEvent e;
-    e.kind = kind;
-    e.flow = flow;
-    e.endpoint = name;
-    e.state = state;
-    return e;
-}
-
-MirrorEvent SessionEvent(MirrorEvent::Kind kind, const PulseStream& stream, const std::string& endpoint,
-                         uint32_t device) {
-    MirrorEvent e;
-    e.kind = kind;
-    e.flow = stream.flow;
-    e.endpoint = endpoint;
-    e.stream = stream.index;
-    e.device = device;
-    return e;
+mirror::Session SessionOf(const PulseStream& stream, const std::string& endpoint, uint32_t device) {
+    return {stream.flow, endpoint, stream.index, device};
 }
 
 const std::string* PresetText(const PulseEndpoint& endpoint, const std::string& key) {
@@ -109,11 +93,7 @@ void CPulseMirror::UpdateDefaults(MirrorEvents& events) {
         std::string& announced = m_announcedDefault[flow == eCapture ? 1 : 0];
         if (current == announced) continue;
         announced = current;
-        for (ERole role : kRoles) {
-            MirrorEvent e = DeviceEvent(MirrorEvent::Kind::DefaultDeviceChanged, flow, current);
-            e.state = role;
-            events.push_back(std::move(e));
-        }
+        for (ERole role : kRoles) events.push_back(mirror::DefaultDeviceChanged{{flow, current}, role});
     }
 }
 
@@ -126,28 +106,20 @@ void CPulseMirror::UpsertEndpoint(PulseEndpoint endpoint, MirrorEvents& events) 
             *known = endpoint;
         else
             m_endpoints.push_back(endpoint);
-        events.push_back(DeviceEvent(MirrorEvent::Kind::DeviceAdded, endpoint.flow, endpoint.name));
-        events.push_back(
-            DeviceEvent(MirrorEvent::Kind::DeviceStateChanged, endpoint.flow, endpoint.name, endpoint.state));
+        events.push_back(mirror::DeviceAdded{{endpoint.flow, endpoint.name}});
+        events.push_back(mirror::DeviceStateChanged{{endpoint.flow, endpoint.name}, endpoint.state});
         UpdateDefaults(events);
         return;
     }
     PulseEndpoint before = std::move(*known);
     *known = endpoint;
-    if (before.state != endpoint.state)
-        events.push_back(
-            DeviceEvent(MirrorEvent::Kind::DeviceStateChanged, endpoint.flow, endpoint.name, endpoint.state));
-    if (before.description != endpoint.description) {
-        MirrorEvent e = DeviceEvent(MirrorEvent::Kind::PropertyValueChanged, endpoint.flow, endpoint.name);
-        e.key = PKEY_Device_FriendlyName;
-        events.push_back(std::move(e));
-    }
-    for (const EndpointPresetKey& preset : kEndpointPresetKeys) {
-        if (SameText(PresetText(before, preset.proplistKey), PresetText(endpoint, preset.proplistKey))) continue;
-        MirrorEvent e = DeviceEvent(MirrorEvent::Kind::PropertyValueChanged, endpoint.flow, endpoint.name);
-        e.key = preset.key;
-        events.push_back(std::move(e));
-    }
+    const mirror::Endpoint id{endpoint.flow, endpoint.name};
+    if (before.state != endpoint.state) events.push_back(mirror::DeviceStateChanged{id, endpoint.state});
+    if (before.description != endpoint.description)
+        events.push_back(mirror::PropertyValueChanged{id, PKEY_Device_FriendlyName});
+    for (const EndpointPresetKey& preset : kEndpointPresetKeys)
+        if (!SameText(PresetText(before, preset.proplistKey), PresetText(endpoint, preset.proplistKey)))
+            events.push_back(mirror::PropertyValueChanged{id, preset.key});
 }
 
 void CPulseMirror::RemoveEndpoint(EDataFlow flow, uint32_t index, MirrorEvents& events) {
@@ -156,8 +128,8 @@ void CPulseMirror::RemoveEndpoint(EDataFlow flow, uint32_t index, MirrorEvents& 
     known->present = false;
     known->index = kNoPulseIndex;
     const std::string name = known->name;
-    events.push_back(DeviceEvent(MirrorEvent::Kind::DeviceStateChanged, flow, name, DEVICE_STATE_NOTPRESENT));
-    events.push_back(DeviceEvent(MirrorEvent::Kind::DeviceRemoved, flow, name));
+    events.push_back(mirror::DeviceStateChanged{{flow, name}, DEVICE_STATE_NOTPRESENT});
+    events.push_back(mirror::DeviceRemoved{{flow, name}});
     UpdateDefaults(events);
 }
 
@@ -173,7 +145,7 @@ void CPulseMirror::UpsertStream(PulseStream stream, MirrorEvents& events) {
     const std::string newEndpoint = EndpointNameOf(stream.flow, stream.device);
     if (known == m_streams.end()) {
         if (!newEndpoint.empty())
-            events.push_back(SessionEvent(MirrorEvent::Kind::SessionCreated, stream, newEndpoint, stream.device));
+            events.push_back(mirror::SessionCreated{SessionOf(stream, newEndpoint, stream.device)});
         m_streams.push_back(std::move(stream));
         return;
     }
@@ -182,41 +154,23 @@ void CPulseMirror::UpsertStream(PulseStream stream, MirrorEvents& events) {
     const std::string oldEndpoint = EndpointNameOf(before.flow, before.device);
     const bool sameEndpoint = !oldEndpoint.empty() && before.device == stream.device;
     if (!sameEndpoint) {
-        if (!oldEndpoint.empty()) {
-            MirrorEvent e = SessionEvent(MirrorEvent::Kind::SessionDisconnected, before, oldEndpoint, before.device);
-            e.reason = DisconnectReasonDeviceRemoval;
-            events.push_back(std::move(e));
-        }
+        if (!oldEndpoint.empty())
+            events.push_back(mirror::SessionDisconnected{SessionOf(before, oldEndpoint, before.device),
+                                                         DisconnectReasonDeviceRemoval});
         if (!newEndpoint.empty())
-            events.push_back(SessionEvent(MirrorEvent::Kind::SessionCreated, stream, newEndpoint, stream.device));
+            events.push_back(mirror::SessionCreated{SessionOf(stream, newEndpoint, stream.device)});
         return;
     }
-    if (before.corked != stream.corked) {
-        MirrorEvent e = SessionEvent(MirrorEvent::Kind::SessionStateChanged, stream, newEndpoint, stream.device);
-        e.sessionState = StateOf(stream);
-        events.push_back(std::move(e));
-    }
-    if (before.applicationName != stream.applicationName) {
-        MirrorEvent e = SessionEvent(MirrorEvent::Kind::SessionDisplayNameChanged, stream, newEndpoint, stream.device);
-        e.text = stream.applicationName;
-        events.push_back(std::move(e));
-    }
-    if (before.iconName != stream.iconName) {
-        MirrorEvent e = SessionEvent(MirrorEvent::Kind::SessionIconPathChanged, stream, newEndpoint, stream.device);
-        e.text = stream.iconName;
-        events.push_back(std::move(e));
-    }
+    const mirror::Session session = SessionOf(stream, newEndpoint, stream.device);
+    if (before.corked != stream.corked) events.push_back(mirror::SessionStateChanged{session, StateOf(stream)});
+    if (before.applicationName != stream.applicationName)
+        events.push_back(mirror::SessionDisplayNameChanged{session, stream.applicationName});
+    if (before.iconName != stream.iconName) events.push_back(mirror::SessionIconPathChanged{session, stream.iconName});
     const float volume = AverageVolume(stream.channelVolumes);
-    if (before.muted != stream.muted || AverageVolume(before.channelVolumes) != volume) {
-        MirrorEvent e = SessionEvent(MirrorEvent::Kind::SessionSimpleVolumeChanged, stream, newEndpoint, stream.device);
-        e.volume = volume;
-        e.muted = stream.muted;
-        events.push_back(std::move(e));
-    }
+    if (before.muted != stream.muted || AverageVolume(before.channelVolumes) != volume)
+        events.push_back(mirror::SessionSimpleVolumeChanged{session, volume, stream.muted});
     if (before.channelVolumes != stream.channelVolumes) {
-        MirrorEvent e =
-            SessionEvent(MirrorEvent::Kind::SessionChannelVolumeChanged, stream, newEndpoint, stream.device);
-        e.channelVolumes = stream.channelVolumes;
+        mirror::SessionChannelVolumeChanged e{session, stream.channelVolumes};
         // The one channel that changed, or all of them.
         if (before.channelVolumes.size() == stream.channelVolumes.size()) {
             uint32_t changed = 0;
@@ -235,11 +189,9 @@ void CPulseMirror::RemoveStream(EDataFlow flow, uint32_t index, MirrorEvents& ev
                               [&](const PulseStream& s) { return s.flow == flow && s.index == index; });
     if (known == m_streams.end()) return;
     const std::string endpoint = EndpointNameOf(known->flow, known->device);
-    if (!endpoint.empty()) {
-        MirrorEvent e = SessionEvent(MirrorEvent::Kind::SessionStateChanged, *known, endpoint, known->device);
-        e.sessionState = AudioSessionStateExpired;
-        events.push_back(std::move(e));
-    }
+    if (!endpoint.empty())
+        events.push_back(
+            mirror::SessionStateChanged{SessionOf(*known, endpoint, known->device), AudioSessionStateExpired});
     m_streams.erase(known);
 }
 
@@ -247,18 +199,15 @@ void CPulseMirror::LoseServer(MirrorEvents& events) {
     for (const PulseStream& s : m_streams) {
         const std::string endpoint = EndpointNameOf(s.flow, s.device);
         if (endpoint.empty()) continue;
-        MirrorEvent e = SessionEvent(MirrorEvent::Kind::SessionDisconnected, s, endpoint, s.device);
-        e.reason = DisconnectReasonServerShutdown;
-        events.push_back(std::move(e));
+        events.push_back(mirror::SessionDisconnected{SessionOf(s, endpoint, s.device), DisconnectReasonServerShutdown});
     }
     m_streams.clear();
     for (PulseEndpoint& endpoint : m_endpoints) {
         if (!endpoint.present) continue;
         endpoint.present = false;
         endpoint.index = kNoPulseIndex;
-        events.push_back(
-            DeviceEvent(MirrorEvent::Kind::DeviceStateChanged, endpoint.flow, endpoint.name, DEVICE_STATE_NOTPRESENT));
-        events.push_back(DeviceEvent(MirrorEvent::Kind::DeviceRemoved, endpoint.flow, endpoint.name));
+        events.push_back(mirror::DeviceStateChanged{{endpoint.flow, endpoint.name}, DEVICE_STATE_NOTPRESENT});
+        events.push_back(mirror::DeviceRemoved{{endpoint.flow, endpoint.name}});
     }
     m_serverDefault[0].clear();
     m_serverDefault[1].clear();

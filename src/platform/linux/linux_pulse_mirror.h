@@ -28,6 +28,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "platform/types.h"
@@ -61,37 +62,79 @@ struct PulseStream {
     bool muted = false;
 };
 
-struct MirrorEvent {
-    enum class Kind {
-        DeviceAdded,
-        DeviceStateChanged,
-        DeviceRemoved,
-        DefaultDeviceChanged,
-        PropertyValueChanged,
-        SessionCreated,
-        SessionStateChanged,
-        SessionDisplayNameChanged,
-        SessionIconPathChanged,
-        SessionSimpleVolumeChanged,
-        SessionChannelVolumeChanged,
-        SessionDisconnected,
-    };
-    Kind kind{};
+// The events, one type per kind, each with what its callback is told.
+namespace mirror {
+
+// An endpoint event names the endpoint by its id (the sink's or source's
+// name) and flow.
+struct Endpoint {
     EDataFlow flow = eRender;
-    std::string endpoint;  // device events: the id (empty: no default); sessions: their endpoint
-    uint32_t state = 0;
+    std::string id;
+};
+struct DeviceAdded {
+    Endpoint endpoint;
+};
+struct DeviceStateChanged {
+    Endpoint endpoint;
+    uint32_t state = 0;  // DEVICE_STATE_*
+};
+struct DeviceRemoved {
+    Endpoint endpoint;
+};
+struct DefaultDeviceChanged {
+    Endpoint endpoint;  // an empty id: the flow has no default any more
+    ERole role = eConsole;
+};
+struct PropertyValueChanged {
+    Endpoint endpoint;
     PROPERTYKEY key{};
-    // Sessions: the stream and the device it belongs to there.
+};
+
+// A session is a stream on an endpoint, linked to the server's device of
+// that endpoint.
+struct Session {
+    EDataFlow flow = eRender;
+    std::string endpoint;
     uint32_t stream = kNoPulseIndex;
     uint32_t device = kNoPulseIndex;
-    AudioSessionState sessionState = AudioSessionStateInactive;
-    AudioSessionDisconnectReason reason = DisconnectReasonDeviceRemoval;
-    std::string text;
+};
+struct SessionCreated {
+    Session session;
+};
+struct SessionStateChanged {
+    Session session;
+    AudioSessionState state = AudioSessionStateInactive;
+};
+struct SessionDisplayNameChanged {
+    Session session;
+    std::string name;
+};
+struct SessionIconPathChanged {
+    Session session;
+    std::string path;
+};
+struct SessionSimpleVolumeChanged {
+    Session session;
     float volume = 1.0f;
     bool muted = false;
-    std::vector<float> channelVolumes;
-    uint32_t changedChannel = 0xFFFFFFFFu;
 };
+struct SessionChannelVolumeChanged {
+    Session session;
+    std::vector<float> volumes;
+    uint32_t changedChannel = 0xFFFFFFFFu;  // the one that changed, or all of them
+};
+struct SessionDisconnected {
+    Session session;
+    AudioSessionDisconnectReason reason = DisconnectReasonDeviceRemoval;
+};
+
+}  // namespace mirror
+
+using MirrorEvent =
+    std::variant<mirror::DeviceAdded, mirror::DeviceStateChanged, mirror::DeviceRemoved, mirror::DefaultDeviceChanged,
+                 mirror::PropertyValueChanged, mirror::SessionCreated, mirror::SessionStateChanged,
+                 mirror::SessionDisplayNameChanged, mirror::SessionIconPathChanged, mirror::SessionSimpleVolumeChanged,
+                 mirror::SessionChannelVolumeChanged, mirror::SessionDisconnected>;
 
 using MirrorEvents = std::vector<MirrorEvent>;
 
