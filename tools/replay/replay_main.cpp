@@ -4,13 +4,13 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <numbers>
 #include <condition_variable>
 #include <cstdio>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <numbers>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -151,6 +151,10 @@ private:
                 return false;
             }
         }
+        // Sessions that already play when the classifier starts: it finds
+        // them by enumerating, not by a notification.
+        for (const Event& event : m_scenario.events)
+            if (event.kind == EventKind::Start && event.existing) Apply(event);
         audio.WaitUntilDelivered();
         return true;
     }
@@ -216,6 +220,7 @@ private:
 
     void PlayEvents() {
         for (const Event& event : m_scenario.events) {
+            if (event.existing) continue;  // added with the machine
             std::this_thread::sleep_until(m_start + std::chrono::milliseconds(event.at));
             Apply(event);
             if (event.kind == EventKind::Stop) return;
@@ -265,12 +270,26 @@ private:
                 for (ERole role : {eConsole, eMultimedia, eCommunications})
                     audio.SetDefaultEndpoint(eRender, role, Utf8ToWide(event.endpoint));
                 break;
-            case EventKind::File:
-                PostToModel([this, file = event.file] { OpenFile(file); });
+            case EventKind::File: PostToModel([this, file = event.file] { OpenFile(file); }); break;
+            case EventKind::Disconnect:
+                if (!audio.DisconnectSession(Utf8ToWide(event.session),
+                                             static_cast<AudioSessionDisconnectReason>(event.reason)))
+                    Warn(event, "no such session");
                 break;
-            case EventKind::Stop:
-                m_loop->PostThreadMessage(kQuitMessage, 0, 0);
+            case EventKind::Remove:
+                // Only the endpoint goes, as when it is unplugged for good;
+                // its sessions and the defaults are the scenario's to change.
+                audio.RemoveEndpoint(Utf8ToWide(event.endpoint));
                 break;
+            case EventKind::Name:
+                if (!audio.SetSessionDisplayName(Utf8ToWide(event.session), Utf8ToWide(event.name)))
+                    Warn(event, "no such session");
+                break;
+            case EventKind::Volume:
+                if (!audio.SetSessionVolume(Utf8ToWide(event.session), event.volume, event.mute))
+                    Warn(event, "no such session");
+                break;
+            case EventKind::Stop: m_loop->PostThreadMessage(kQuitMessage, 0, 0); break;
         }
     }
 

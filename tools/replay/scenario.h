@@ -41,7 +41,22 @@ struct FileSpec {
     std::string samples;
 };
 
-enum class EventKind { Start, State, End, Exit, EndpointState, Property, Default, File, Stop };
+// In the order of the event names the reader knows (scenario.cpp).
+enum class EventKind {
+    Start,
+    State,
+    End,
+    Exit,
+    EndpointState,
+    Property,
+    Default,
+    File,
+    Disconnect,
+    Remove,
+    Name,
+    Volume,
+    Stop
+};
 
 struct Event {
     uint32_t at = 0;  // milliseconds from the start
@@ -52,6 +67,13 @@ struct Event {
     std::string key;    // Property: has, enable, mode or contentType
     std::string value;  // Property
     FileSpec file;
+    // Start: the session is there before the classifier starts, as when it
+    // starts on a machine that already plays.
+    bool existing = false;
+    int32_t reason = 0;  // Disconnect: AudioSessionDisconnectReason
+    std::string name;    // Name: the session's new display name
+    float volume = 1;    // Volume
+    bool mute = false;   // Volume
 };
 
 struct Scenario {
