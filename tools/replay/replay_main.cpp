@@ -20,6 +20,7 @@
 #include "devices/audio_device_manager.h"
 #include "host_frame.h"
 #include "platform/sim/sim_platform.h"
+#include "plugin_folder.h"
 #include "scenario.h"
 #include "shell/entry.h"
 #include "shell/main_loop.h"
@@ -100,7 +101,7 @@ public:
     int Run() {
         m_platform = MakeRef<CSimPlatform>();
         SetPlatform(m_platform);
-        if (!BuildMachine()) return 1;
+        if (!BuildMachine() || !PlacePlugin()) return 1;
         if (!StartHost()) return 1;
 
         std::string endpointIds;
@@ -157,6 +158,17 @@ private:
             if (event.kind == EventKind::Start && event.existing) Apply(event);
         audio.WaitUntilDelivered();
         return true;
+    }
+
+    // Before the start, which loads the plug-in and reads the registry.
+    bool PlacePlugin() {
+        if (m_scenario.networkOnly)
+            m_platform->SimRegistry->SetDword(RegistryRoot::LocalMachine, L"Software\\Quorvane", L"AICCNNOnly",
+                                              *m_scenario.networkOnly);
+        std::string error;
+        if (m_scenario.plugin.empty() || m_plugin.Place(*m_platform, m_scenario.plugin, error)) return true;
+        std::fprintf(stderr, "quorvane-replay: %s\n", error.c_str());
+        return false;
     }
 
     bool StartHost() {
@@ -322,6 +334,7 @@ private:
     const Scenario& m_scenario;
     const bool m_trace;
     CRefPtr<CSimPlatform> m_platform;
+    PluginFolder m_plugin;
     CRefPtr<IPipeServer> m_server;
     CRefPtr<IMessageLoop> m_loop;
     CAudioDeviceManager* m_manager = nullptr;  // main thread only

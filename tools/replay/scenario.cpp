@@ -217,6 +217,21 @@ Scenario Parse(const json& root) {
     if (!root.is_object()) Fail("the scenario", "is not a JSON object");
     Scenario scenario;
     if (root.contains("description")) scenario.description = Text(root.at("description"), "description");
+    if (root.contains("plugin")) {
+        // Only what the build makes: a name from outside never becomes a
+        // path of its own.
+        static const std::set<std::string> plugins{"ZKAICC64",
+                                                   "zkaicc64_double_no_run",
+                                                   "zkaicc64_double_movie",
+                                                   "zkaicc64_double_music",
+                                                   "zkaicc64_double_voice",
+                                                   "zkaicc64_double_nan"};
+        scenario.plugin = Text(root.at("plugin"), "plugin");
+        if (!plugins.contains(scenario.plugin))
+            Fail("plugin", "is \"" + scenario.plugin + "\"; plug-ins are ZKAICC64 and its doubles zkaicc64_double_" +
+                               "no_run, _movie, _music, _voice, _nan");
+    }
+    if (root.contains("AICCNNOnly")) scenario.networkOnly = Number(root.at("AICCNNOnly"), "AICCNNOnly");
     const json& endpoints = Member(root, "endpoints", "the scenario");
     if (!endpoints.is_array() || endpoints.empty()) Fail("endpoints", "wants a list of at least one endpoint");
     std::set<std::string> ids;

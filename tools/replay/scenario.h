@@ -78,6 +78,13 @@ struct Event {
 
 struct Scenario {
     std::string description;
+    // The content-discrimination plug-in beside the program: the build name
+    // of the reference plug-in (ZKAICC64) or of one of its doubles; empty
+    // for none, when the rules decide alone.
+    std::string plugin;
+    // The registry's DWORD "AICCNNOnly" under HKLM "Software\Quorvane",
+    // which lets the network overrule every result; unset when absent.
+    std::optional<uint32_t> networkOnly;
     std::vector<EndpointSpec> endpoints;
     std::vector<std::string> classify;  // endpoint ids given to the classifier
     std::vector<ProcessSpec> processes;
