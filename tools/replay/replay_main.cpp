@@ -6,6 +6,7 @@
 #include <cmath>
 #include <condition_variable>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -19,6 +20,7 @@
 #include "core/text.h"
 #include "devices/audio_device_manager.h"
 #include "host_frame.h"
+#include "meta_log_listener.h"
 #include "platform/sim/sim_platform.h"
 #include "plugin_folder.h"
 #include "scenario.h"
@@ -34,11 +36,12 @@ struct Options {
     std::string scenario;
     bool trace = false;
     bool check = false;
+    bool metaLog = false;
 };
 
 void PrintHelp() {
     std::printf(
-        "Usage: quorvane-replay [--trace] [--check] SCENARIO.json\n"
+        "Usage: quorvane-replay [--trace] [--check] [--meta-log] SCENARIO.json\n"
         "\n"
         "Runs the content classifier on a simulated machine described by the scenario\n"
         "and prints every message the host would hear: the time since the start, the\n"
@@ -48,6 +51,8 @@ void PrintHelp() {
         "  --trace   write the classifier's trace to standard error\n"
         "  --check   compare what the host heard with the scenario's \"expect\" list;\n"
         "            the exit code is 1 when they differ\n"
+        "  --meta-log  serve the meta log pipe, as its viewer would, and print its\n"
+        "            lines (\"meta:\") beside the host's words\n"
         "  --help    this text\n");
 }
 
@@ -90,7 +95,7 @@ std::shared_ptr<std::vector<float>> MakeSamples(const FileSpec& file) {
 
 class Replay {
 public:
-    Replay(const Scenario& scenario, bool trace) : m_scenario(scenario), m_trace(trace) {}
+    Replay(const Scenario& scenario, const Options& options) : m_scenario(scenario), m_options(options) {}
 
     // The words the host heard, in order; "" for a withdrawal.
     std::vector<std::string> Heard() {
@@ -108,7 +113,8 @@ public:
         for (const std::string& id : m_scenario.classify) endpointIds += (endpointIds.empty() ? "" : ",") + id;
         std::vector<std::string> arguments{"quorvane-replay", "/host-pipe-name=" + m_pipeName,
                                            "/endpoint-id=" + endpointIds};
-        if (m_trace) EnableTrace();
+        if (m_options.trace) EnableTrace();
+        if (m_options.metaLog && !StartMetaLog()) return 1;
 
         EntryHooks hooks;
         hooks.graphReady = [this](CAudioDeviceManager* manager) { m_manager = manager; };
@@ -124,7 +130,7 @@ public:
         // The classifier withdraws its classification as it stops; give the
         // host a moment to print it.
         WaitForQuietHost();
-        m_server->Close();
+        if (m_server) m_server->Close();
         if (m_listener.joinable()) m_listener.join();
         m_platform->SimAudio->Shutdown();
         SetPlatform(nullptr);
@@ -171,15 +177,28 @@ private:
         return false;
     }
 
+    bool StartMetaLog() {
+        CRefPtr<IPipes> pipes = m_platform->Pipes();
+        const bool started = pipes && m_metaLog.Start(*pipes, [this](const std::string& line) {
+            const double at = std::chrono::duration<double>(Clock::now() - m_start).count();
+            std::printf("+%.3fs  meta: %s\n", at, line.c_str());
+            std::fflush(stdout);
+        });
+        if (!started) std::fprintf(stderr, "quorvane-replay: cannot serve the meta log pipe\n");
+        return started;
+    }
+
     bool StartHost() {
         m_pipeName = "\\\\.\\pipe\\QuorvaneReplay-" + std::to_string(m_platform->SimSystem->GetCurrentProcessId()) +
                      "-" + std::to_string(Clock::now().time_since_epoch().count() % 1000000);
+        // Absent: the name is given to the classifier, and nobody has it.
+        if (m_scenario.host == HostKind::Absent) return true;
         CRefPtr<IPipes> pipes = m_platform->Pipes();
         if (!pipes || pipes->CreateNamedPipe(Utf8ToWide(m_pipeName), PipeServerOptions{}, m_server) != 0) {
             std::fprintf(stderr, "quorvane-replay: cannot listen on %s\n", m_pipeName.c_str());
             return false;
         }
-        m_listener = std::thread([this] { Listen(); });
+        if (m_scenario.host == HostKind::Answers) m_listener = std::thread([this] { Listen(); });
         return true;
     }
 
@@ -301,7 +320,13 @@ private:
                 if (!audio.SetSessionVolume(Utf8ToWide(event.session), event.volume, event.mute))
                     Warn(event, "no such session");
                 break;
-            case EventKind::Stop: m_loop->PostThreadMessage(kQuitMessage, 0, 0); break;
+            case EventKind::Stop:
+                // The classifier waits for an answer as long as the host has
+                // the pipe: a silent host lets go of it, or the stop would
+                // never be seen.
+                if (m_scenario.host == HostKind::Silent) m_server->Close();
+                m_loop->PostThreadMessage(kQuitMessage, 0, 0);
+                break;
         }
     }
 
@@ -332,9 +357,10 @@ private:
     }
 
     const Scenario& m_scenario;
-    const bool m_trace;
+    const Options& m_options;
     CRefPtr<CSimPlatform> m_platform;
     PluginFolder m_plugin;
+    MetaLogListener m_metaLog;  // stops before the platform goes
     CRefPtr<IPipeServer> m_server;
     CRefPtr<IMessageLoop> m_loop;
     CAudioDeviceManager* m_manager = nullptr;  // main thread only
@@ -347,6 +373,19 @@ private:
     std::mutex m_heardLock;
     std::vector<std::string> m_heard;
 };
+
+// The meta log pipe has one name on the whole machine: replays that run side
+// by side (the tests do) each take a namespace of their own, unless one is
+// given. Before the first pipe name is made, since it is read once.
+void OwnPipeNamespace() {
+    if (std::getenv("QUORVANE_PIPE_NAMESPACE")) return;
+    const std::string ns = "replay-" + std::to_string(Clock::now().time_since_epoch().count() % 1000000000000);
+#ifdef _WIN32
+    _putenv_s("QUORVANE_PIPE_NAMESPACE", ns.c_str());
+#else
+    setenv("QUORVANE_PIPE_NAMESPACE", ns.c_str(), 1);
+#endif
+}
 
 std::string Words(const std::vector<std::string>& words) {
     std::string text;
@@ -366,6 +405,8 @@ int Main(int argc, char** argv) {
             options.trace = true;
         } else if (arg == "--check") {
             options.check = true;
+        } else if (arg == "--meta-log") {
+            options.metaLog = true;
         } else if (!arg.empty() && arg[0] == '-') {
             std::fprintf(stderr, "quorvane-replay: unknown option %s (see --help)\n", arg.c_str());
             return 2;
@@ -397,7 +438,8 @@ int Main(int argc, char** argv) {
         std::fprintf(stderr, "quorvane-replay: %s has no \"expect\" list to check against\n", options.scenario.c_str());
         return 2;
     }
-    Replay replay(*scenario, options.trace);
+    if (options.metaLog) OwnPipeNamespace();
+    Replay replay(*scenario, options);
     int rc = replay.Run();
     if (rc != 0 || !options.check) return rc;
     const std::vector<std::string> heard = replay.Heard();

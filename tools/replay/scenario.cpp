@@ -231,6 +231,15 @@ Scenario Parse(const json& root) {
             Fail("plugin", "is \"" + scenario.plugin + "\"; plug-ins are ZKAICC64 and its doubles zkaicc64_double_" +
                                "no_run, _movie, _music, _voice, _nan");
     }
+    if (root.contains("host")) {
+        const std::string host = Text(root.at("host"), "host");
+        if (host == "absent")
+            scenario.host = HostKind::Absent;
+        else if (host == "silent")
+            scenario.host = HostKind::Silent;
+        else if (host != "answers")
+            Fail("host", "is \"" + host + "\"; a host answers, is absent or is silent");
+    }
     if (root.contains("AICCNNOnly")) scenario.networkOnly = Number(root.at("AICCNNOnly"), "AICCNNOnly");
     const json& endpoints = Member(root, "endpoints", "the scenario");
     if (!endpoints.is_array() || endpoints.empty()) Fail("endpoints", "wants a list of at least one endpoint");

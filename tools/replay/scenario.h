@@ -76,6 +76,11 @@ struct Event {
     bool mute = false;   // Volume
 };
 
+// The host at the other end of the host pipe: one that hears and answers
+// every message, none at all (nobody has the pipe's name), or one that has
+// the name but never takes a message off the pipe nor answers.
+enum class HostKind { Answers, Absent, Silent };
+
 struct Scenario {
     std::string description;
     // The content-discrimination plug-in beside the program: the build name
@@ -85,6 +90,7 @@ struct Scenario {
     // The registry's DWORD "AICCNNOnly" under HKLM "Software\Quorvane",
     // which lets the network overrule every result; unset when absent.
     std::optional<uint32_t> networkOnly;
+    HostKind host = HostKind::Answers;
     std::vector<EndpointSpec> endpoints;
     std::vector<std::string> classify;  // endpoint ids given to the classifier
     std::vector<ProcessSpec> processes;
