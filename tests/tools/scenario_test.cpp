@@ -64,6 +64,12 @@ TEST(Scenario, AFaultIsRefusedWithItsPlace) {
         {With(R"("pid": 7, "image")", R"("pid": 1.5, "image")"), "processes[0].pid"},
         {With(R"("at": 900)", R"("at": 99999999999)"), "events[0].at"},
         {With(R"("video": true)", R"("video": true, "channels": 4096)"), ".channels"},
+        // A plug-in is one the build makes, never a path from outside.
+        {With(R"("endpoints": [)", R"("plugin": "../ZKAICC64", "endpoints": [)"), "plugin: "},
+        {With(R"("endpoints": [)", R"("host": "deaf", "endpoints": [)"), "host: "},
+        // Only a player's open file is ever seen, and an existing session is there from the start.
+        {With(R"("image": "vlc.exe")", R"("image": "zoom.exe")"), "events[2].file.pid"},
+        {With(R"("pid": 7}})", R"("pid": 7, "existing": true}})"), "events[1].start.existing"},
         // An event says exactly one thing, and the last one stops.
         {With(R"({"at": 900, "stop": {}})", R"({"at": 900})"), "says nothing happens"},
         {With(R"("stop": {})", R"("stop": {}, "end": {"session": "a"})"), "more than one"},

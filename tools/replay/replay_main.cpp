@@ -4,13 +4,14 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <numbers>
 #include <condition_variable>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <numbers>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -19,7 +20,9 @@
 #include "core/text.h"
 #include "devices/audio_device_manager.h"
 #include "host_frame.h"
+#include "meta_log_listener.h"
 #include "platform/sim/sim_platform.h"
+#include "plugin_folder.h"
 #include "scenario.h"
 #include "shell/entry.h"
 #include "shell/main_loop.h"
@@ -33,11 +36,12 @@ struct Options {
     std::string scenario;
     bool trace = false;
     bool check = false;
+    bool metaLog = false;
 };
 
 void PrintHelp() {
     std::printf(
-        "Usage: quorvane-replay [--trace] [--check] SCENARIO.json\n"
+        "Usage: quorvane-replay [--trace] [--check] [--meta-log] SCENARIO.json\n"
         "\n"
         "Runs the content classifier on a simulated machine described by the scenario\n"
         "and prints every message the host would hear: the time since the start, the\n"
@@ -47,6 +51,8 @@ void PrintHelp() {
         "  --trace   write the classifier's trace to standard error\n"
         "  --check   compare what the host heard with the scenario's \"expect\" list;\n"
         "            the exit code is 1 when they differ\n"
+        "  --meta-log  serve the meta log pipe, as its viewer would, and print its\n"
+        "            lines (\"meta:\") beside the host's words\n"
         "  --help    this text\n");
 }
 
@@ -89,7 +95,7 @@ std::shared_ptr<std::vector<float>> MakeSamples(const FileSpec& file) {
 
 class Replay {
 public:
-    Replay(const Scenario& scenario, bool trace) : m_scenario(scenario), m_trace(trace) {}
+    Replay(const Scenario& scenario, const Options& options) : m_scenario(scenario), m_options(options) {}
 
     // The words the host heard, in order; "" for a withdrawal.
     std::vector<std::string> Heard() {
@@ -100,14 +106,15 @@ public:
     int Run() {
         m_platform = MakeRef<CSimPlatform>();
         SetPlatform(m_platform);
-        if (!BuildMachine()) return 1;
+        if (!BuildMachine() || !PlacePlugin()) return 1;
         if (!StartHost()) return 1;
 
         std::string endpointIds;
         for (const std::string& id : m_scenario.classify) endpointIds += (endpointIds.empty() ? "" : ",") + id;
         std::vector<std::string> arguments{"quorvane-replay", "/host-pipe-name=" + m_pipeName,
                                            "/endpoint-id=" + endpointIds};
-        if (m_trace) EnableTrace();
+        if (m_options.trace) EnableTrace();
+        if (m_options.metaLog && !StartMetaLog()) return 1;
 
         EntryHooks hooks;
         hooks.graphReady = [this](CAudioDeviceManager* manager) { m_manager = manager; };
@@ -123,7 +130,7 @@ public:
         // The classifier withdraws its classification as it stops; give the
         // host a moment to print it.
         WaitForQuietHost();
-        m_server->Close();
+        if (m_server) m_server->Close();
         if (m_listener.joinable()) m_listener.join();
         m_platform->SimAudio->Shutdown();
         SetPlatform(nullptr);
@@ -151,19 +158,47 @@ private:
                 return false;
             }
         }
+        // Sessions that already play when the classifier starts: it finds
+        // them by enumerating, not by a notification.
+        for (const Event& event : m_scenario.events)
+            if (event.kind == EventKind::Start && event.existing) Apply(event);
         audio.WaitUntilDelivered();
         return true;
+    }
+
+    // Before the start, which loads the plug-in and reads the registry.
+    bool PlacePlugin() {
+        if (m_scenario.networkOnly)
+            m_platform->SimRegistry->SetDword(RegistryRoot::LocalMachine, L"Software\\Quorvane", L"AICCNNOnly",
+                                              *m_scenario.networkOnly);
+        std::string error;
+        if (m_scenario.plugin.empty() || m_plugin.Place(*m_platform, m_scenario.plugin, error)) return true;
+        std::fprintf(stderr, "quorvane-replay: %s\n", error.c_str());
+        return false;
+    }
+
+    bool StartMetaLog() {
+        CRefPtr<IPipes> pipes = m_platform->Pipes();
+        const bool started = pipes && m_metaLog.Start(*pipes, [this](const std::string& line) {
+            const double at = std::chrono::duration<double>(Clock::now() - m_start).count();
+            std::printf("+%.3fs  meta: %s\n", at, line.c_str());
+            std::fflush(stdout);
+        });
+        if (!started) std::fprintf(stderr, "quorvane-replay: cannot serve the meta log pipe\n");
+        return started;
     }
 
     bool StartHost() {
         m_pipeName = "\\\\.\\pipe\\QuorvaneReplay-" + std::to_string(m_platform->SimSystem->GetCurrentProcessId()) +
                      "-" + std::to_string(Clock::now().time_since_epoch().count() % 1000000);
+        // Absent: the name is given to the classifier, and nobody has it.
+        if (m_scenario.host == HostKind::Absent) return true;
         CRefPtr<IPipes> pipes = m_platform->Pipes();
         if (!pipes || pipes->CreateNamedPipe(Utf8ToWide(m_pipeName), PipeServerOptions{}, m_server) != 0) {
             std::fprintf(stderr, "quorvane-replay: cannot listen on %s\n", m_pipeName.c_str());
             return false;
         }
-        m_listener = std::thread([this] { Listen(); });
+        if (m_scenario.host == HostKind::Answers) m_listener = std::thread([this] { Listen(); });
         return true;
     }
 
@@ -216,6 +251,7 @@ private:
 
     void PlayEvents() {
         for (const Event& event : m_scenario.events) {
+            if (event.existing) continue;  // added with the machine
             std::this_thread::sleep_until(m_start + std::chrono::milliseconds(event.at));
             Apply(event);
             if (event.kind == EventKind::Stop) return;
@@ -265,10 +301,30 @@ private:
                 for (ERole role : {eConsole, eMultimedia, eCommunications})
                     audio.SetDefaultEndpoint(eRender, role, Utf8ToWide(event.endpoint));
                 break;
-            case EventKind::File:
-                PostToModel([this, file = event.file] { OpenFile(file); });
+            case EventKind::File: PostToModel([this, file = event.file] { OpenFile(file); }); break;
+            case EventKind::Disconnect:
+                if (!audio.DisconnectSession(Utf8ToWide(event.session),
+                                             static_cast<AudioSessionDisconnectReason>(event.reason)))
+                    Warn(event, "no such session");
+                break;
+            case EventKind::Remove:
+                // Only the endpoint goes, as when it is unplugged for good;
+                // its sessions and the defaults are the scenario's to change.
+                audio.RemoveEndpoint(Utf8ToWide(event.endpoint));
+                break;
+            case EventKind::Name:
+                if (!audio.SetSessionDisplayName(Utf8ToWide(event.session), Utf8ToWide(event.name)))
+                    Warn(event, "no such session");
+                break;
+            case EventKind::Volume:
+                if (!audio.SetSessionVolume(Utf8ToWide(event.session), event.volume, event.mute))
+                    Warn(event, "no such session");
                 break;
             case EventKind::Stop:
+                // The classifier waits for an answer as long as the host has
+                // the pipe: a silent host lets go of it, or the stop would
+                // never be seen.
+                if (m_scenario.host == HostKind::Silent) m_server->Close();
                 m_loop->PostThreadMessage(kQuitMessage, 0, 0);
                 break;
         }
@@ -301,8 +357,10 @@ private:
     }
 
     const Scenario& m_scenario;
-    const bool m_trace;
+    const Options& m_options;
     CRefPtr<CSimPlatform> m_platform;
+    PluginFolder m_plugin;
+    MetaLogListener m_metaLog;  // stops before the platform goes
     CRefPtr<IPipeServer> m_server;
     CRefPtr<IMessageLoop> m_loop;
     CAudioDeviceManager* m_manager = nullptr;  // main thread only
@@ -315,6 +373,19 @@ private:
     std::mutex m_heardLock;
     std::vector<std::string> m_heard;
 };
+
+// The meta log pipe has one name on the whole machine: replays that run side
+// by side (the tests do) each take a namespace of their own, unless one is
+// given. Before the first pipe name is made, since it is read once.
+void OwnPipeNamespace() {
+    if (std::getenv("QUORVANE_PIPE_NAMESPACE")) return;
+    const std::string ns = "replay-" + std::to_string(Clock::now().time_since_epoch().count() % 1000000000000);
+#ifdef _WIN32
+    _putenv_s("QUORVANE_PIPE_NAMESPACE", ns.c_str());
+#else
+    setenv("QUORVANE_PIPE_NAMESPACE", ns.c_str(), 1);
+#endif
+}
 
 std::string Words(const std::vector<std::string>& words) {
     std::string text;
@@ -334,6 +405,8 @@ int Main(int argc, char** argv) {
             options.trace = true;
         } else if (arg == "--check") {
             options.check = true;
+        } else if (arg == "--meta-log") {
+            options.metaLog = true;
         } else if (!arg.empty() && arg[0] == '-') {
             std::fprintf(stderr, "quorvane-replay: unknown option %s (see --help)\n", arg.c_str());
             return 2;
@@ -365,7 +438,8 @@ int Main(int argc, char** argv) {
         std::fprintf(stderr, "quorvane-replay: %s has no \"expect\" list to check against\n", options.scenario.c_str());
         return 2;
     }
-    Replay replay(*scenario, options.trace);
+    if (options.metaLog) OwnPipeNamespace();
+    Replay replay(*scenario, options);
     int rc = replay.Run();
     if (rc != 0 || !options.check) return rc;
     const std::vector<std::string> heard = replay.Heard();

@@ -1,9 +1,14 @@
 #include "scenario.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include <nlohmann/json.hpp>
+
+#include "classify/audio_session_classifier.h"
+#include "core/path.h"
+#include "core/text.h"
 
 namespace qv::replay {
 
@@ -53,6 +58,30 @@ int32_t SessionState(const std::string& text, const std::string& where) {
     Fail(where, "is \"" + text + "\"; session states are inactive, active, expired");
 }
 
+int32_t DisconnectReason(const std::string& text, const std::string& where) {
+    static const char* reasons[] = {"removal", "shutdown", "format", "logoff", "disconnected", "exclusive"};
+    for (int32_t i = 0; i < static_cast<int32_t>(std::size(reasons)); ++i)
+        if (text == reasons[i]) return i;
+    Fail(where, "is \"" + text + "\"; reasons are removal, shutdown, format, logoff, disconnected, exclusive");
+}
+
+bool Flag(const json& object, const char* key, const std::string& where) {
+    if (!object.contains(key)) return false;
+    if (!object.at(key).is_boolean()) Fail(where + "." + key, "wants true or false");
+    return object.at(key).get<bool>();
+}
+
+// The model only learns which file a process holds open when the name rules
+// take that process for a player (Movie or Music); for any other process the
+// helper that lists open files never runs, so such a fact cannot happen.
+bool IsPlayer(const std::string& image) {
+    const std::wstring path = Utf8ToWide(image);
+    PathParts parts;
+    CClassification rule;
+    return SplitPath(path, parts, 3, path.size() + 1) && ClassifyByImageName(parts.name, rule) &&
+           (rule.Category == CategoryMovie || rule.Category == CategoryMusic);
+}
+
 EndpointSpec ParseEndpoint(const json& e, const std::string& where) {
     EndpointSpec spec;
     spec.id = Text(Member(e, "id", where), where + ".id");
@@ -62,10 +91,7 @@ EndpointSpec ParseEndpoint(const json& e, const std::string& where) {
     spec.capture = flow == "capture";
     spec.name = e.contains("name") ? Text(e.at("name"), where + ".name") : spec.id;
     if (e.contains("state")) spec.state = EndpointState(Text(e.at("state"), where + ".state"), where + ".state");
-    if (e.contains("default")) {
-        if (!e.at("default").is_boolean()) Fail(where + ".default", "wants true or false");
-        spec.isDefault = e.at("default").get<bool>();
-    }
+    spec.isDefault = Flag(e, "default", where);
     if (e.contains("autoPreset")) {
         const json& p = e.at("autoPreset");
         const std::string at = where + ".autoPreset";
@@ -82,10 +108,7 @@ FileSpec ParseFile(const json& f, const std::string& where) {
     FileSpec file;
     file.pid = Number(Member(f, "pid", where), where + ".pid");
     file.path = Text(Member(f, "path", where), where + ".path");
-    if (f.contains("video")) {
-        if (!f.at("video").is_boolean()) Fail(where + ".video", "wants true or false");
-        file.video = f.at("video").get<bool>();
-    }
+    file.video = Flag(f, "video", where);
     if (f.contains("channels")) file.channels = Number(f.at("channels"), where + ".channels", 32);
     if (f.contains("rate")) file.rate = Number(f.at("rate"), where + ".rate", 768000);
     if (f.contains("bits")) file.bits = Number(f.at("bits"), where + ".bits", 64);
@@ -102,19 +125,22 @@ FileSpec ParseFile(const json& f, const std::string& where) {
     return file;
 }
 
-Event ParseEvent(const json& e, const std::string& where, const std::set<std::string>& endpoints) {
+Event ParseEvent(const json& e, const std::string& where, const std::set<std::string>& endpoints,
+                 const std::map<uint32_t, std::string>& images) {
     Event event;
     event.at = Number(Member(e, "at", where), where + ".at", 24u * 3600 * 1000);
-    static const char* kinds[] = {"start", "state", "end", "exit", "endpointState", "property", "default", "file",
-                                  "stop"};
+    static const char* kinds[] = {"start", "state",      "end",    "exit", "endpointState", "property", "default",
+                                  "file",  "disconnect", "remove", "name", "volume",        "stop"};
     int found = -1;
-    for (int i = 0; i < 9; ++i) {
+    for (int i = 0; i < static_cast<int>(std::size(kinds)); ++i) {
         if (!e.contains(kinds[i])) continue;
         if (found >= 0) Fail(where, "has more than one of start, state, end, exit, ... ");
         found = i;
     }
-    if (found < 0) Fail(where, "says nothing happens: give one of start, state, end, exit, endpointState, "
-                               "property, default, file, stop");
+    if (found < 0)
+        Fail(where,
+             "says nothing happens: give one of start, state, end, exit, endpointState, "
+             "property, default, file, disconnect, remove, name, volume, stop");
     event.kind = static_cast<EventKind>(found);
     const std::string at = where + "." + kinds[found];
     const json& body = e.at(kinds[found]);
@@ -130,17 +156,15 @@ Event ParseEvent(const json& e, const std::string& where, const std::set<std::st
             event.endpoint = endpoint(body);
             event.pid = Number(Member(body, "pid", at), at + ".pid");
             event.state = body.contains("state") ? SessionState(Text(body.at("state"), at), at + ".state") : 1;
+            event.existing = Flag(body, "existing", at);
+            if (event.existing && event.at != 0) Fail(at + ".existing", "wants the event at 0, before the start");
             break;
         case EventKind::State:
             event.session = Text(Member(body, "session", at), at + ".session");
             event.state = SessionState(Text(Member(body, "state", at), at + ".state"), at + ".state");
             break;
-        case EventKind::End:
-            event.session = Text(Member(body, "session", at), at + ".session");
-            break;
-        case EventKind::Exit:
-            event.pid = Number(Member(body, "pid", at), at + ".pid");
-            break;
+        case EventKind::End: event.session = Text(Member(body, "session", at), at + ".session"); break;
+        case EventKind::Exit: event.pid = Number(Member(body, "pid", at), at + ".pid"); break;
         case EventKind::EndpointState:
             event.endpoint = endpoint(body);
             event.state = static_cast<int32_t>(EndpointState(Text(Member(body, "state", at), at), at + ".state"));
@@ -157,14 +181,34 @@ Event ParseEvent(const json& e, const std::string& where, const std::set<std::st
                 event.value = std::to_string(Number(v, at + ".value"));
             break;
         }
-        case EventKind::Default:
-            event.endpoint = endpoint(body);
-            break;
-        case EventKind::File:
+        case EventKind::Default: event.endpoint = endpoint(body); break;
+        case EventKind::File: {
             event.file = ParseFile(body, at);
+            const auto image = images.find(event.file.pid);
+            if (image == images.end()) Fail(at + ".pid", "is not a process of the scenario");
+            if (!IsPlayer(image->second))
+                Fail(at + ".pid", "\"" + image->second + "\" is not a player, so no file of it is ever seen");
             break;
-        case EventKind::Stop:
+        }
+        case EventKind::Disconnect:
+            event.session = Text(Member(body, "session", at), at + ".session");
+            event.reason = DisconnectReason(Text(Member(body, "reason", at), at + ".reason"), at + ".reason");
             break;
+        case EventKind::Remove: event.endpoint = endpoint(body); break;
+        case EventKind::Name:
+            event.session = Text(Member(body, "session", at), at + ".session");
+            event.name = Text(Member(body, "name", at), at + ".name");
+            break;
+        case EventKind::Volume: {
+            event.session = Text(Member(body, "session", at), at + ".session");
+            const json& v = Member(body, "volume", at);
+            if (!v.is_number() || v.get<double>() < 0 || v.get<double>() > 1)
+                Fail(at + ".volume", "wants a level from 0 to 1");
+            event.volume = v.get<float>();
+            event.mute = Flag(body, "mute", at);
+            break;
+        }
+        case EventKind::Stop: break;
     }
     return event;
 }
@@ -173,6 +217,30 @@ Scenario Parse(const json& root) {
     if (!root.is_object()) Fail("the scenario", "is not a JSON object");
     Scenario scenario;
     if (root.contains("description")) scenario.description = Text(root.at("description"), "description");
+    if (root.contains("plugin")) {
+        // Only what the build makes: a name from outside never becomes a
+        // path of its own.
+        static const std::set<std::string> plugins{"ZKAICC64",
+                                                   "zkaicc64_double_no_run",
+                                                   "zkaicc64_double_movie",
+                                                   "zkaicc64_double_music",
+                                                   "zkaicc64_double_voice",
+                                                   "zkaicc64_double_nan"};
+        scenario.plugin = Text(root.at("plugin"), "plugin");
+        if (!plugins.contains(scenario.plugin))
+            Fail("plugin", "is \"" + scenario.plugin + "\"; plug-ins are ZKAICC64 and its doubles zkaicc64_double_" +
+                               "no_run, _movie, _music, _voice, _nan");
+    }
+    if (root.contains("host")) {
+        const std::string host = Text(root.at("host"), "host");
+        if (host == "absent")
+            scenario.host = HostKind::Absent;
+        else if (host == "silent")
+            scenario.host = HostKind::Silent;
+        else if (host != "answers")
+            Fail("host", "is \"" + host + "\"; a host answers, is absent or is silent");
+    }
+    if (root.contains("AICCNNOnly")) scenario.networkOnly = Number(root.at("AICCNNOnly"), "AICCNNOnly");
     const json& endpoints = Member(root, "endpoints", "the scenario");
     if (!endpoints.is_array() || endpoints.empty()) Fail("endpoints", "wants a list of at least one endpoint");
     std::set<std::string> ids;
@@ -193,16 +261,17 @@ Scenario Parse(const json& root) {
         for (const EndpointSpec& e : scenario.endpoints)
             if (!e.capture) scenario.classify.push_back(e.id);
     }
+    std::map<uint32_t, std::string> images;  // of the processes, by pid
     if (root.contains("processes")) {
         const json& p = root.at("processes");
         if (!p.is_array()) Fail("processes", "wants a list");
-        std::set<uint32_t> pids;
         for (std::size_t i = 0; i < p.size(); ++i) {
             const std::string where = "processes[" + std::to_string(i) + "]";
             ProcessSpec spec;
             spec.pid = Number(Member(p[i], "pid", where), where + ".pid");
-            if (spec.pid == 0 || !pids.insert(spec.pid).second) Fail(where + ".pid", "is 0 or given twice");
             spec.image = Text(Member(p[i], "image", where), where + ".image");
+            if (spec.pid == 0 || !images.emplace(spec.pid, spec.image).second)
+                Fail(where + ".pid", "is 0 or given twice");
             if (p[i].contains("parent")) spec.parent = Number(p[i].at("parent"), where + ".parent");
             scenario.processes.push_back(spec);
         }
@@ -210,7 +279,7 @@ Scenario Parse(const json& root) {
     const json& events = Member(root, "events", "the scenario");
     if (!events.is_array()) Fail("events", "wants a list");
     for (std::size_t i = 0; i < events.size(); ++i)
-        scenario.events.push_back(ParseEvent(events[i], "events[" + std::to_string(i) + "]", ids));
+        scenario.events.push_back(ParseEvent(events[i], "events[" + std::to_string(i) + "]", ids, images));
     if (root.contains("expect")) {
         const json& e = root.at("expect");
         if (!e.is_array()) Fail("expect", "wants a list of words");

@@ -41,7 +41,22 @@ struct FileSpec {
     std::string samples;
 };
 
-enum class EventKind { Start, State, End, Exit, EndpointState, Property, Default, File, Stop };
+// In the order of the event names the reader knows (scenario.cpp).
+enum class EventKind {
+    Start,
+    State,
+    End,
+    Exit,
+    EndpointState,
+    Property,
+    Default,
+    File,
+    Disconnect,
+    Remove,
+    Name,
+    Volume,
+    Stop
+};
 
 struct Event {
     uint32_t at = 0;  // milliseconds from the start
@@ -52,10 +67,30 @@ struct Event {
     std::string key;    // Property: has, enable, mode or contentType
     std::string value;  // Property
     FileSpec file;
+    // Start: the session is there before the classifier starts, as when it
+    // starts on a machine that already plays.
+    bool existing = false;
+    int32_t reason = 0;  // Disconnect: AudioSessionDisconnectReason
+    std::string name;    // Name: the session's new display name
+    float volume = 1;    // Volume
+    bool mute = false;   // Volume
 };
+
+// The host at the other end of the host pipe: one that hears and answers
+// every message, none at all (nobody has the pipe's name), or one that has
+// the name but never takes a message off the pipe nor answers.
+enum class HostKind { Answers, Absent, Silent };
 
 struct Scenario {
     std::string description;
+    // The content-discrimination plug-in beside the program: the build name
+    // of the reference plug-in (ZKAICC64) or of one of its doubles; empty
+    // for none, when the rules decide alone.
+    std::string plugin;
+    // The registry's DWORD "AICCNNOnly" under HKLM "Software\Quorvane",
+    // which lets the network overrule every result; unset when absent.
+    std::optional<uint32_t> networkOnly;
+    HostKind host = HostKind::Answers;
     std::vector<EndpointSpec> endpoints;
     std::vector<std::string> classify;  // endpoint ids given to the classifier
     std::vector<ProcessSpec> processes;
