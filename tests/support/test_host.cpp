@@ -59,6 +59,7 @@ public:
             HostRecord record;
             record.arrival = Clock::now();
             record.fault = JudgeFrame(m_bytes, m_reads, record);
+            // The fake host's own timing: a host slow to answer.
             std::this_thread::sleep_for(m_host.AnswerDelay());
             // Taken before the answer exists: a client that waits for it
             // cannot be back before this moment.

@@ -48,6 +48,7 @@ int WriteIntoFile(const char* path, const char* text) {
 
 int main(int argc, char** argv) {
     if (argc >= 4 && std::strcmp(argv[1], "sleep") == 0) {
+        // The child's own timing: it lives this long, then ends with the code.
         ::Sleep(static_cast<DWORD>(std::atoi(argv[2])));
         return std::atoi(argv[3]);
     }
