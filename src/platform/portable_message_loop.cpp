@@ -8,15 +8,22 @@ namespace qv {
 
 CPortableMessageLoop::CPortableMessageLoop() : m_threadId(CurrentThreadId()) {}
 
-CPortableMessageLoop::~CPortableMessageLoop() {
-    // Messages that nobody dispatched are dropped with their functions. The
-    // functions are freed here, where a Windows process would simply lose
-    // them at exit, so that the leak checker sees a clean end.
-    for (const LoopMessage& m : m_queue) {
+namespace {
+
+// Messages that nobody will dispatch are dropped with their functions. The
+// functions are freed, where a Windows process would simply lose them at
+// exit, so that the leak checker sees a clean end.
+void Drop(std::deque<LoopMessage>& queue) {
+    for (const LoopMessage& m : queue) {
         if (m.message == kPostedFunctionMessage && m.lParam != 0)
             delete reinterpret_cast<std::function<void()>*>(m.lParam);
     }
+    queue.clear();
 }
+
+}  // namespace
+
+CPortableMessageLoop::~CPortableMessageLoop() { Drop(m_queue); }
 
 bool CPortableMessageLoop::PostThreadMessage(uint32_t message, uintptr_t wParam, intptr_t lParam) {
     {
@@ -49,8 +56,15 @@ void CPortableMessageLoop::DispatchPlatformMessage(const LoopMessage&) {
 }
 
 void CPortableMessageLoop::Close() {
-    std::lock_guard lock(m_mutex);
-    m_closed = true;
+    std::deque<LoopMessage> dropped;
+    {
+        std::lock_guard lock(m_mutex);
+        m_closed = true;
+        dropped.swap(m_queue);
+    }
+    // Outside the lock: a function's captures may post on their way out,
+    // which the closed loop refuses.
+    Drop(dropped);
 }
 
 std::size_t CPortableMessageLoop::QueuedCount() const {

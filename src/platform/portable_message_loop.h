@@ -23,7 +23,9 @@ public:
     uint32_t ThreadId() const override { return m_threadId; }
 
     // Stops taking messages: later posts fail, as a post to a thread that has
-    // ended does. What is queued stays until the loop goes.
+    // ended does, and what is queued is dropped with it. A queued function
+    // may hold the model, which holds the dispatcher that holds this loop:
+    // dropping it here is what lets that circle go.
     void Close();
     std::size_t QueuedCount() const;
     // Like GetMessage, but gives up after the time-out: false then, and the

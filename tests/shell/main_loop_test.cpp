@@ -101,9 +101,12 @@ TEST(MainLoopEnd, QuitEndsTheLoopAndLeftMessagesAreDroppedWithTheirFunctionsFree
     EXPECT_EQ(token.use_count(), 1);
 }
 
-TEST_F(MainLoopTest, RefusedPostFreesItsCopyAndReturnsFalse) {
-    auto token = std::make_shared<int>(0);
+TEST_F(MainLoopTest, CloseFreesWhatIsQueuedAndARefusedPostFreesItsCopy) {
+    auto queued = std::make_shared<int>(0);
+    EXPECT_TRUE(post([queued] {}));
     queue->Close();
+    EXPECT_EQ(queued.use_count(), 1) << "a closed loop still held a queued function";
+    auto token = std::make_shared<int>(0);
     EXPECT_FALSE(post([token] {}));
     EXPECT_EQ(token.use_count(), 1);
     EXPECT_EQ(queue->QueuedCount(), 0u);
