@@ -33,13 +33,19 @@ bool ReadExactly(IPipeConnection& pipe, void* data, uint32_t size) {
     return true;
 }
 
-std::optional<std::string> ReceiveHostFrame(IPipeConnection& pipe, std::string& error) {
+bool ReadFrameLength(IPipeConnection& pipe, uint32_t& size) {
     uint8_t length[4];
-    if (!ReadExactly(pipe, length, 4)) {
+    if (!ReadExactly(pipe, length, 4)) return false;
+    size = length[0] | (length[1] << 8) | (length[2] << 16) | (uint32_t{length[3]} << 24);
+    return true;
+}
+
+std::optional<std::string> ReceiveHostFrame(IPipeConnection& pipe, std::string& error) {
+    uint32_t size = 0;
+    if (!ReadFrameLength(pipe, size)) {
         error = "the client closed the pipe before the length";
         return std::nullopt;
     }
-    const uint32_t size = length[0] | (length[1] << 8) | (length[2] << 16) | (uint32_t{length[3]} << 24);
     if (size > kMaxHostMessageBytes) {
         error = "a length of " + std::to_string(size) + " bytes is more than any message of this protocol";
         return std::nullopt;

@@ -28,6 +28,10 @@ std::optional<HostMessage> ParseHostMessage(const std::string& text);
 // takes. False on a closed pipe or any error.
 bool ReadExactly(IPipeConnection& pipe, void* data, uint32_t size);
 
+// Reads the four bytes of little-endian length that open a frame of the
+// host and meta log pipes. False on a closed pipe or any error.
+bool ReadFrameLength(IPipeConnection& pipe, uint32_t& size);
+
 // One exchange on a connected pipe: length, text, the client's closing write
 // of zero bytes, then the four-byte answer. Null with a reason on a broken
 // exchange.

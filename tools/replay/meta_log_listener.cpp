@@ -18,9 +18,8 @@ constexpr uint32_t kMaxLineBytes = 2 * 4096 + 2;
 
 // Null for a frame out of shape: what comes over a pipe is not believed.
 std::optional<std::string> ReadLine(IPipeConnection& connection) {
-    uint8_t length[4] = {};
-    if (!host::ReadExactly(connection, length, 4)) return std::nullopt;
-    const uint32_t size = length[0] | (length[1] << 8) | (length[2] << 16) | (uint32_t{length[3]} << 24);
+    uint32_t size = 0;
+    if (!host::ReadFrameLength(connection, size)) return std::nullopt;
     if (size < 2 || size > kMaxLineBytes || size % 2 != 0) return std::nullopt;
     std::vector<uint8_t> text(size);
     if (!host::ReadExactly(connection, text.data(), size)) return std::nullopt;
