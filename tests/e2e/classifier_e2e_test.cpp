@@ -142,9 +142,8 @@ protected:
     // quorvane-host on this test's pipe, starting the classifier for the
     // default output or for the given one, with the trace on its standard
     // error.
-    LoggedProcess& StartHost(const std::string& endpoint = {}, const std::string& pipeSuffix = {}) {
-        std::vector<std::string> argv{QV_HOST_TOOL, "--pipe", m_pipe + pipeSuffix, "--classifier",
-                                      QV_CONTENT_CLASSIFIER};
+    LoggedProcess& StartHost(const std::string& endpoint = {}) {
+        std::vector<std::string> argv{QV_HOST_TOOL, "--pipe", m_pipe, "--classifier", QV_CONTENT_CLASSIFIER};
         if (!endpoint.empty()) argv.insert(argv.end(), {"--endpoint", endpoint});
         return Start("host", argv, {"QUORVANE_REGISTRY_DIR=" + m_folder + "/registry", "QUORVANE_DEBUG_OUTPUT=stderr"});
     }
@@ -240,21 +239,14 @@ TEST_F(ClassifierEndToEnd, AnOutputWithoutTheAutomaticPresetIsNeverClassified) {
         kWordBound, kPoll))
         << "the movie player's stream did not appear";
 
-    // The same story, later, on an output with the preset, under a second
-    // host: once that host has heard its fallback and its movie, the plain
-    // output's classifier has had longer than that since the same events.
-    const std::string witnessOutput = "E2E-Witness-Speakers";
-    const std::string witnessSink =
-        LoadSink("witness", witnessOutput,
-                 "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
-    LoggedProcess& witness = StartHost(witnessSink, "-witness");
-    ASSERT_TRUE(WaitForWord(witness, witnessOutput, 0, "AnyContent", kStartBound))
-        << "the witness heard " << Joined(Heard(witness, witnessOutput));
-    Start("vlc", {m_bin + "/vlc", "--file-format=wav", "--device=" + witnessSink, m_movie});
-    ASSERT_TRUE(WaitForWord(witness, witnessOutput, 1, "Movie", kWordBound))
-        << "the witness heard " << Joined(Heard(witness, witnessOutput));
-
+    // Nothing in this program shows that the classifier has judged the
+    // stream, so this wait is the test's own timing, longer than the settling
+    // and the 2 s fallback together. A witness on a second output was tried
+    // in its place and heard its words out of order once in a few runs.
+    std::this_thread::sleep_for(3s);
     EXPECT_TRUE(movie.Running());
+    movie.Signal(SIGINT);
+    ASSERT_TRUE(movie.WaitForExit(kExitBound));
     host.Signal(SIGINT);
     ASSERT_EQ(host.WaitForExit(kExitBound), 0);
     EXPECT_EQ(Heard(host, output), std::vector<std::string>{}) << "no word, not even a withdrawal";
