@@ -9,6 +9,7 @@
 #include "core/trace.h"
 #include "devices/audio_device_manager.h"
 #include "platform/platform.h"
+#include "platform/portable_message_loop.h"
 #include "platform/thread_id.h"
 #include "sessions/process_info.h"
 #include "shell/arguments.h"
@@ -70,6 +71,11 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
     log.reset();
     dispatcher.reset();
     traceTarget.reset();
+    // What was posted during the tear-down will never run, and a queued
+    // function may hold the model, which holds the loop through its
+    // dispatcher: drop it so that the circle goes. Where the loop is the
+    // system's own thread queue (Windows), it goes with the thread.
+    if (auto* portable = dynamic_cast<CPortableMessageLoop*>(mainLoop.Loop().get())) portable->Close();
     // Processes looked up without an exit watch stay cached to the end.
     CProcessInfo::ClearCache();
     UnloadContentDiscrimination();
