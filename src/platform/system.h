@@ -1,6 +1,7 @@
 // Facts and services of the machine and the running process that the model
-// asks for: the product type, new GUIDs, the system clock, the process id and
-// the path of the executable.
+// asks for: the product type, new GUIDs, the system clock, the process id,
+// the path of the executable, and the run-time services that the start of
+// the process brings up (COM, the native query functions, Media Foundation).
 #pragma once
 
 #include <cstdint>
@@ -23,6 +24,19 @@ struct ISystem : virtual IAddReleaseRef {
     virtual uint32_t GetCurrentProcessId() = 0;
     // GetModuleFileNameW of the running executable. 0 or an error number.
     virtual Win32Error GetModuleFileName(std::wstring& path) = 0;
+
+    // CoInitializeEx(nullptr, COINIT_MULTITHREADED) on the calling thread.
+    // Where there is no COM the thread needs nothing joined and it is S_OK.
+    virtual HRESULT CoInitializeEx() = 0;
+    // CoUninitialize on the calling thread.
+    virtual void CoUninitialize() = 0;
+    // GetProcAddress of NtQuerySystemInformation, NtDuplicateObject and
+    // NtQueryObject in ntdll.dll: how many of the three were found (none
+    // where there is no ntdll).
+    virtual uint32_t LookUpNtdllFunctions() = 0;
+    // MFStartup(MF_VERSION, MFSTARTUP_FULL). Where the decoder needs no
+    // start (FFmpeg) it is S_OK.
+    virtual HRESULT MFStartup() = 0;
 };
 
 }  // namespace qv

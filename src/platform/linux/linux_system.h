@@ -1,5 +1,7 @@
 // Facts of the machine on Linux: no product types, GUIDs from the kernel's
 // random source, the real-time clock counted as FILETIME, /proc/self/exe.
+// There is no COM and no ntdll, and FFmpeg needs no start: a thread is ready
+// for every Linux port as it is.
 #pragma once
 
 #include "platform/system.h"
@@ -13,6 +15,10 @@ public:
     FILETIME GetSystemTimeAsFileTime() override;
     uint32_t GetCurrentProcessId() override;
     Win32Error GetModuleFileName(std::wstring& path) override;
+    HRESULT CoInitializeEx() override { return 0; }
+    void CoUninitialize() override {}
+    uint32_t LookUpNtdllFunctions() override { return 0; }
+    HRESULT MFStartup() override { return 0; }
 };
 
 // Ticks between 1601-01-01 and 1970-01-01.

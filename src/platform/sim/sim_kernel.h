@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/ref.h"
+#include "platform/sim/sim_journal.h"
 #include "platform/sync.h"
 
 namespace qv {
@@ -41,6 +42,11 @@ class CSimMutexObject;
 
 class CSimKernel : public CAddReleaseRef {
 public:
+    explicit CSimKernel(CRefPtr<CSimJournal> journal) : Journal(std::move(journal)) {}
+
+    // Where the opening, creation and closing of named mutexes and the
+    // setting of events are recorded.
+    const CRefPtr<CSimJournal> Journal;
     std::mutex Mutex;
     // Named mutexes that have an open handle, by name. The handles remove
     // their mutex when the last one closes, as the name then ceases to exist.

@@ -7,10 +7,11 @@
 namespace qv {
 
 CSimPlatform::CSimPlatform()
-    : SimSystem(MakeRef<CSimSystem>()),
+    : SimJournal(MakeRef<CSimJournal>()),
+      SimSystem(MakeRef<CSimSystem>(SimJournal)),
       SimDebugOutput(MakeRef<CSimDebugOutput>()),
       SimAudio(MakeRef<CSimAudio>()),
-      SimSync(MakeRef<CSimSync>()),
+      SimSync(MakeRef<CSimSync>(SimJournal)),
       SimProcesses(MakeRef<CSimProcesses>(SimSync->Kernel(), SimSystem)),
       SimPower(MakeRef<CSimPower>()),
       SimRegistry(MakeRef<CSimRegistry>()),
@@ -29,6 +30,7 @@ CSimPlatform::~CSimPlatform() {
 CRefPtr<IMessageLoop> CSimPlatform::CreateMessageLoop() { return MakeRef<CPortableMessageLoop>(); }
 
 HRESULT CSimPlatform::CreateDeviceEnumerator(CRefPtr<IMMDeviceEnumerator>& enumerator) {
+    SimJournal->Record(L"Audio::CreateDeviceEnumerator");
     return SimAudio->CreateDeviceEnumerator(enumerator);
 }
 

@@ -41,6 +41,8 @@ public:
     CRefPtr<IVendorApi> VendorApi() override;
     CRefPtr<IPluginLoader> Plugins() override;
 
+    // Before the ports that record into it.
+    const CRefPtr<CSimJournal> SimJournal;
     const CRefPtr<CSimSystem> SimSystem;
     const CRefPtr<CSimDebugOutput> SimDebugOutput;
     const CRefPtr<CSimAudio> SimAudio;

@@ -11,14 +11,15 @@ const SimOwner kExternalProcess = SimOwner::External(1);
 constexpr std::size_t kMaximumWaitObjects = 64;
 }  // namespace
 
-CSimSync::CSimSync()
-    : m_kernel(MakeRef<CSimKernel>()),
+CSimSync::CSimSync(CRefPtr<CSimJournal> journal)
+    : m_kernel(MakeRef<CSimKernel>(std::move(journal))),
       m_failures({L"CreateEvent", L"OpenMutex", L"CreateMutex", L"WaitForMultipleObjects"}) {}
 
 CSimSync::~CSimSync() { Shutdown(); }
 
 Win32Error CSimSync::CreateEvent(CRefPtr<IEvent>& event) {
     event = nullptr;
+    m_kernel->Journal->Record(L"Sync::CreateEvent");
     if (auto failure = m_failures.Enter(L"CreateEvent")) return *failure;
     event = MakeRef<CSimEvent>(m_kernel);
     return ERROR_SUCCESS;
@@ -37,6 +38,7 @@ CRefPtr<CSimMutexHandle> CSimSync::OpenOrCreate(const std::wstring& name, bool c
 
 Win32Error CSimSync::OpenMutex(const std::wstring& name, CRefPtr<INamedMutex>& mutex) {
     mutex = nullptr;
+    m_kernel->Journal->Record(L"Sync::OpenMutex", name);
     if (auto failure = m_failures.Enter(L"OpenMutex", {name})) return *failure;
     bool existed = false;
     CRefPtr<CSimMutexHandle> handle = OpenOrCreate(name, false, existed);
@@ -47,6 +49,7 @@ Win32Error CSimSync::OpenMutex(const std::wstring& name, CRefPtr<INamedMutex>& m
 
 Win32Error CSimSync::CreateMutex(const std::wstring& name, bool initialOwner, CRefPtr<INamedMutex>& mutex) {
     mutex = nullptr;
+    m_kernel->Journal->Record(L"Sync::CreateMutex", name);
     if (auto failure = m_failures.Enter(L"CreateMutex", {name})) return *failure;
     bool existed = false;
     CRefPtr<CSimMutexHandle> handle = OpenOrCreate(name, true, existed);

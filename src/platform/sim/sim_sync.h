@@ -16,7 +16,7 @@ namespace qv {
 
 class CSimSync : public CAddReleaseRef, public ISync {
 public:
-    CSimSync();
+    explicit CSimSync(CRefPtr<CSimJournal> journal);
     ~CSimSync() override;
 
     // The port. A name is taken as it stands: the "Global\" prefix is the

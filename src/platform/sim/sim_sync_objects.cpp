@@ -3,6 +3,7 @@
 namespace qv {
 
 void CSimEvent::SetEvent() {
+    m_kernel->Journal->Record(L"Sync::SetEvent");
     {
         std::lock_guard lock(m_kernel->Mutex);
         m_signalled = true;
@@ -49,6 +50,7 @@ CSimMutexHandle::CSimMutexHandle(CRefPtr<CSimKernel> kernel, CRefPtr<CSimMutexOb
 }
 
 CSimMutexHandle::~CSimMutexHandle() {
+    m_kernel->Journal->Record(L"Sync::CloseHandle", m_mutex->Name);
     std::lock_guard lock(m_kernel->Mutex);
     if (--m_mutex->OpenHandles == 0) {
         auto named = m_kernel->NamedMutexes.find(m_mutex->Name);

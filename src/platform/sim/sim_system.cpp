@@ -22,4 +22,21 @@ void CSimSystem::SetModuleFileName(const std::wstring& path) {
     m_modulePath = path;
 }
 
+HRESULT CSimSystem::CoInitializeEx() {
+    m_journal->Record(L"System::CoInitializeEx");
+    return CoInitializeExResult.load();
+}
+
+void CSimSystem::CoUninitialize() { m_journal->Record(L"System::CoUninitialize"); }
+
+uint32_t CSimSystem::LookUpNtdllFunctions() {
+    m_journal->Record(L"System::LookUpNtdllFunctions");
+    return 3;
+}
+
+HRESULT CSimSystem::MFStartup() {
+    m_journal->Record(L"System::MFStartup");
+    return 0;
+}
+
 }  // namespace qv

@@ -3,5 +3,6 @@
 target_link_libraries(qv_platform_native PUBLIC ole32)
 # Core Audio and COM (ole32: CoCreateInstance, CoTaskMemFree,
 # PropVariantClear), power events (powrprof), the mutexes' security
-# (advapi32), the known folders (shell32; their ids are in uuid).
-target_link_libraries(qv_platform_native PUBLIC ole32 uuid powrprof advapi32 shell32)
+# (advapi32), the known folders (shell32; their ids are in uuid), Media
+# Foundation's start (mfplat).
+target_link_libraries(qv_platform_native PUBLIC ole32 uuid powrprof advapi32 shell32 mfplat)

@@ -4,6 +4,7 @@
 
 #include "platform/win32/windows_api.h"
 
+#include <mfapi.h>
 #include <objbase.h>
 
 namespace qv {
@@ -83,5 +84,20 @@ Win32Error CWin32System::GetModuleFileName(std::wstring& path) {
         buffer.resize(buffer.size() * 2);
     }
 }
+
+HRESULT CWin32System::CoInitializeEx() { return ::CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
+
+void CWin32System::CoUninitialize() { ::CoUninitialize(); }
+
+uint32_t CWin32System::LookUpNtdllFunctions() {
+    HMODULE ntdll = ::GetModuleHandleA("ntdll.dll");
+    if (!ntdll) return 0;
+    uint32_t found = 0;
+    for (const char* name : {"NtQuerySystemInformation", "NtDuplicateObject", "NtQueryObject"})
+        if (::GetProcAddress(ntdll, name)) ++found;
+    return found;
+}
+
+HRESULT CWin32System::MFStartup() { return ::MFStartup(MF_VERSION, MFSTARTUP_FULL); }
 
 }  // namespace qv

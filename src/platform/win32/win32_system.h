@@ -12,6 +12,10 @@ public:
     FILETIME GetSystemTimeAsFileTime() override;
     uint32_t GetCurrentProcessId() override;
     Win32Error GetModuleFileName(std::wstring& path) override;
+    HRESULT CoInitializeEx() override;
+    void CoUninitialize() override;
+    uint32_t LookUpNtdllFunctions() override;
+    HRESULT MFStartup() override;
 };
 
 }  // namespace qv
