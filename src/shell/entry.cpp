@@ -1,6 +1,8 @@
 #include "shell/entry.h"
 
 #include <atomic>
+#include <optional>
+#include <stdexcept>
 
 #include "classify/content_classifier_log.h"
 #include "classify/content_discrimination.h"
@@ -13,13 +15,52 @@
 #include "platform/thread_id.h"
 #include "sessions/process_info.h"
 #include "shell/arguments.h"
+#include "shell/exit_watcher.h"
 #include "shell/main_loop.h"
+#include "shell/named_mutex.h"
 
 namespace qv {
 
 namespace {
+
 std::atomic<uint32_t> g_mainThreadId{0};
+
+// The object graph, built from its single root on the main thread. The
+// members go in the reverse order of their creation: the device manager
+// first, the trace target last, since every other object holds it.
+struct ObjectGraph {
+    CRefPtr<ITraceFuncCallTarget> traceTarget;
+    CRefPtr<IAsyncActionDispatcher> dispatcher;
+    CRefPtr<CContentClassifierLog> log;
+    CRefPtr<CAudioDeviceManager> deviceManager;
+
+    // Model objects tear themselves down in their destructors, each still
+    // holding its trace. What was posted during the tear-down will never run,
+    // and a queued function may hold the model, which holds the loop through
+    // its dispatcher: the loop drops it so that the circle goes. Where the
+    // loop is the system's own thread queue (Windows), it goes with the
+    // thread.
+    void Release(IMessageLoop& loop) {
+        deviceManager.reset();
+        log.reset();
+        dispatcher.reset();
+        traceTarget.reset();
+        if (auto* portable = dynamic_cast<CPortableMessageLoop*>(&loop)) portable->Close();
+        // Processes looked up without an exit watch stay cached to the end.
+        CProcessInfo::ClearCache();
+    }
+};
+
+void TraceStart(DBG_TRACE* trace, IPlatform& platform, const std::string& hostPipeName,
+                const std::vector<std::string>& endpointIds) {
+    if (!TraceEnabled(trace)) return;
+    DBG_TRACE_Print(trace, L"Started on the %s platform, process id %i.\n", platform.Name(),
+                    platform.System() ? platform.System()->GetCurrentProcessId() : 0u);
+    DBG_TRACE_Print(trace, L"Host pipe name: %s.\n", Utf8ToWide(hostPipeName));
+    for (const std::string& id : endpointIds) DBG_TRACE_Print(trace, L"Endpoint id: %s.\n", Utf8ToWide(id));
 }
+
+}  // namespace
 
 uint32_t MainThreadId() { return g_mainThreadId.load(); }
 
@@ -27,57 +68,80 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
     g_mainThreadId.store(CurrentThreadId());
     CRefPtr<IPlatform> platform = GetPlatform();
     if (!platform) return -1;
+    CRefPtr<ISystem> system = platform->System();
+    if (!system) return -1;
 
     ArgumentTable table = ParseArguments(arguments);
+
+    // Alone, or not at all: another instance's marker means this start ends
+    // here, before anything is brought up or registered. Creating the marker
+    // may fail; the process then runs unguarded.
+    CNamedMutex instanceMutex(nullptr);
+    if (instanceMutex.Open(kInstanceMutexName)) return -1;
+    instanceMutex.Create();
+
+    // The results are not looked at: what fails here shows later, where it
+    // matters.
+    system->CoInitializeEx();
+    system->LookUpNtdllFunctions();
+    system->MFStartup();
+
     std::string hostPipeName = ArgumentValue(table, kHostPipeNameKey);
     std::vector<std::string> endpointIds = SplitEndpointIds(ArgumentValue(table, kEndpointIdKey));
 
     // The plug-in is optional; without it the rules decide alone.
     LoadContentDiscrimination({});
 
-    // The trace comes first and goes last: every other object holds it.
-    CRefPtr<ITraceFuncCallTarget> traceTarget = MakeRef<CTraceFuncCallTarget>();
-    DBG_TRACE* trace = traceTarget->GetTrace();
+    // The store interfaces need the apartment; without it nothing of the
+    // program can work, so a failure ends the process.
+    if (system->CoInitializeEx() < 0) throw std::runtime_error("the run-time apartment could not be initialised");
+
+    ObjectGraph graph;
+    graph.traceTarget = MakeRef<CTraceFuncCallTarget>();
+    DBG_TRACE* trace = graph.traceTarget->GetTrace();
     trace->Enabled.store(DBG_TRACE_Start(trace));
     DBG_TRACE_SetName(trace);
 
     CMainLoop mainLoop(platform->CreateMessageLoop());
-    CRefPtr<IAsyncActionDispatcher> dispatcher = MakeRef<CAsyncActionDispatcher>(mainLoop.PostingFunction());
-    CRefPtr<CContentClassifierLog> log = MakeRef<CContentClassifierLog>(traceTarget);
-    CRefPtr<CAudioDeviceManager> deviceManager =
-        MakeRef<CAudioDeviceManager>(traceTarget, dispatcher, hostPipeName, log);
-    deviceManager->Initialize(endpointIds);
+    graph.dispatcher = MakeRef<CAsyncActionDispatcher>(mainLoop.PostingFunction());
+    graph.log = MakeRef<CContentClassifierLog>(graph.traceTarget);
+    graph.deviceManager = MakeRef<CAudioDeviceManager>(graph.traceTarget, graph.dispatcher, hostPipeName, graph.log);
+    graph.deviceManager->Initialize(endpointIds);
+    TraceStart(trace, *platform, hostPipeName, endpointIds);
 
-    if (TraceEnabled(trace)) {
-        DBG_TRACE_Print(trace, L"Started on the %s platform, process id %i.\n", platform->Name(),
-                        platform->System() ? platform->System()->GetCurrentProcessId() : 0u);
-        DBG_TRACE_Print(trace, L"Host pipe name: %s.\n", Utf8ToWide(hostPipeName));
-        for (const std::string& id : endpointIds) DBG_TRACE_Print(trace, L"Endpoint id: %s.\n", Utf8ToWide(id));
+    // The starter's exit token. A name that cannot be opened (a wrong one, or
+    // a starter that has gone already) ends the process at once, after the
+    // graph has been built and is now released again; COM and the plug-in
+    // are left as they are on that path.
+    std::optional<CNamedMutex> exitMutex;
+    CExitWatcher exitWatcher;
+    const std::string exitMutexGuid = ArgumentValue(table, kExitMutexGuidKey);
+    if (!exitMutexGuid.empty()) {
+        exitMutex.emplace(nullptr);
+        if (!exitMutex->Open(Utf8ToWide(exitMutexGuid))) {
+            exitMutex.reset();
+            graph.Release(*mainLoop.Loop());
+            return -1;
+        }
+        // The open succeeded, so the platform has its sync port.
+        exitWatcher.Start(*platform->Sync(), exitMutex->Handle(), mainLoop.Loop());
     }
 
-    if (hooks.graphReady) hooks.graphReady(deviceManager.get());
+    if (hooks.graphReady) hooks.graphReady(graph.deviceManager.get());
     if (hooks.loopReady) hooks.loopReady(mainLoop.Loop());
     if (TraceEnabled(trace)) DBG_TRACE_Print(trace, L"Entering the message loop.\n");
-    std::size_t dispatched = mainLoop.Run();
+    const std::size_t dispatched =
+        mainLoop.Run(exitWatcher.Started() ? std::function<bool()>([&] { return exitWatcher.Ended(); }) : nullptr);
     if (TraceEnabled(trace)) {
         DBG_TRACE_Print(trace, L"The message loop has ended after %i messages; stopping.\n",
                         static_cast<int>(dispatched));
     }
 
-    // Model objects tear themselves down in their destructors, each still
-    // holding its trace.
     if (hooks.graphReady) hooks.graphReady(nullptr);
-    deviceManager.reset();
-    log.reset();
-    dispatcher.reset();
-    traceTarget.reset();
-    // What was posted during the tear-down will never run, and a queued
-    // function may hold the model, which holds the loop through its
-    // dispatcher: drop it so that the circle goes. Where the loop is the
-    // system's own thread queue (Windows), it goes with the thread.
-    if (auto* portable = dynamic_cast<CPortableMessageLoop*>(mainLoop.Loop().get())) portable->Close();
-    // Processes looked up without an exit watch stay cached to the end.
-    CProcessInfo::ClearCache();
+    exitMutex.reset();
+    graph.Release(*mainLoop.Loop());
+    exitWatcher.Stop();
+    system->CoUninitialize();
     UnloadContentDiscrimination();
     return 0;
 }

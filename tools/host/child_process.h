@@ -1,6 +1,6 @@
-// The classifier as the host's child: started with its arguments, asked to
-// stop the way the platform lets the user stop it (an interrupt that the
-// classifier turns into its quit message), and killed only if it does not.
+// The classifier as the host's child: started with its arguments in a process
+// group of its own (the user's Ctrl-C reaches the host alone), stopped by the
+// host's release of the exit token, and killed only if it does not end.
 #pragma once
 
 #include <chrono>
@@ -13,9 +13,10 @@ namespace qv::host {
 class ChildProcess {
 public:
     virtual ~ChildProcess() = default;
-    // Asks it to stop, waits up to the grace time, then ends it by force.
-    // Gives its exit code, or -1 if it had to be killed.
-    virtual int Stop(std::chrono::milliseconds grace) = 0;
+    // Waits up to the grace time for it to end by itself (its exit token has
+    // been released), then ends it by force. Gives its exit code, or -1 if it
+    // had to be killed.
+    virtual int WaitOrEnd(std::chrono::milliseconds grace) = 0;
     // Whether it still runs.
     virtual bool Running() = 0;
     virtual unsigned long ProcessId() const = 0;

@@ -18,12 +18,11 @@ class LinuxChildProcess : public ChildProcess {
 public:
     explicit LinuxChildProcess(pid_t pid) : m_pid(pid) {}
     ~LinuxChildProcess() override {
-        if (Running()) Stop(std::chrono::seconds(5));
+        if (Running()) WaitOrEnd(std::chrono::seconds(5));
     }
 
-    int Stop(std::chrono::milliseconds grace) override {
+    int WaitOrEnd(std::chrono::milliseconds grace) override {
         if (!Running()) return m_exitCode;
-        ::kill(m_pid, SIGINT);
         const auto deadline = std::chrono::steady_clock::now() + grace;
         while (Running() && std::chrono::steady_clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -73,7 +72,10 @@ std::unique_ptr<ChildProcess> StartChildProcess(const std::string& program, cons
     sigset_t none;
     sigemptyset(&none);
     posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    // A group of its own: a Ctrl-C in the terminal reaches the host, which
+    // stops the child through its exit token.
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
     pid_t pid = 0;
     int rc = ::posix_spawn(&pid, program.c_str(), nullptr, &attributes, argv.data(), environ);
     posix_spawnattr_destroy(&attributes);

@@ -34,15 +34,13 @@ class WindowsChildProcess : public ChildProcess {
 public:
     explicit WindowsChildProcess(PROCESS_INFORMATION info) : m_info(info) {}
     ~WindowsChildProcess() override {
-        if (Running()) Stop(std::chrono::seconds(5));
+        if (Running()) WaitOrEnd(std::chrono::seconds(5));
         ::CloseHandle(m_info.hThread);
         ::CloseHandle(m_info.hProcess);
     }
 
-    int Stop(std::chrono::milliseconds grace) override {
+    int WaitOrEnd(std::chrono::milliseconds grace) override {
         if (Running()) {
-            // The child has its own process group: the break reaches it alone.
-            ::GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_info.dwProcessId);
             if (::WaitForSingleObject(m_info.hProcess, static_cast<DWORD>(grace.count())) != WAIT_OBJECT_0) {
                 ::TerminateProcess(m_info.hProcess, static_cast<UINT>(-1));
                 ::WaitForSingleObject(m_info.hProcess, INFINITE);

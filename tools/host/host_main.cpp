@@ -1,7 +1,9 @@
 // quorvane-host: the reference starter and host. It listens on the host pipe,
 // answers each classification message, prints it with a time stamp and the
 // endpoint's name, and runs the classifier as its child for the chosen or the
-// default output until it is interrupted.
+// default output until it is interrupted. It holds the classifier's exit token
+// all the while, and stops the classifier by releasing it; should the host be
+// killed, the token is abandoned and the classifier ends all the same.
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -9,6 +11,7 @@
 
 #include "child_process.h"
 #include "core/text.h"
+#include "exit_token.h"
 #include "host_listener.h"
 #include "host_options.h"
 #include "host_system.h"
@@ -69,8 +72,10 @@ int Fail(const std::string& message) {
 
 // The classifier's command line: the host's pipe, the output, and what the
 // user gave after "--".
-std::vector<std::string> ClassifierArguments(const Options& options, const std::wstring& endpoint) {
-    std::vector<std::string> arguments{"/host-pipe-name=" + options.pipe, "/endpoint-id=" + WideToUtf8(endpoint)};
+std::vector<std::string> ClassifierArguments(const Options& options, const std::wstring& endpoint,
+                                             const CExitToken& token) {
+    std::vector<std::string> arguments{"/host-pipe-name=" + options.pipe, "/endpoint-id=" + WideToUtf8(endpoint),
+                                       "/exit-mutex-guid=" + WideToUtf8(token.Name())};
     arguments.insert(arguments.end(), options.extra.begin(), options.extra.end());
     return arguments;
 }
@@ -100,10 +105,14 @@ int Serve(const Options& options, const char* argv0, IPlatform& platform) {
     const auto start = Clock::now();
     CHostWordPrinter printer(listener, enumerator, start);
 
+    // The token goes before the child: its release lets the child end
+    // whatever way this function returns.
     std::unique_ptr<ChildProcess> child;
+    CExitToken token;
     if (options.startClassifier) {
         std::string error;
-        child = StartChildProcess(program, ClassifierArguments(options, endpoint), error);
+        if (!token.Create(platform, error)) return Fail(error);
+        child = StartChildProcess(program, ClassifierArguments(options, endpoint, token), error);
         if (!child) return Fail(error);
         std::printf("[%s] started %s (process %lu) for %s\n", Stamp(start).c_str(), program.c_str(), child->ProcessId(),
                     WideToUtf8(EndpointName(enumerator.get(), endpoint)).c_str());
@@ -116,7 +125,8 @@ int Serve(const Options& options, const char* argv0, IPlatform& platform) {
     if (child) {
         // The classifier withdraws its classification as it stops; the
         // printer still listens until it has gone.
-        const int code = child->Stop(std::chrono::seconds(10));
+        token.Release();
+        const int code = child->WaitOrEnd(std::chrono::seconds(10));
         std::printf("[%s] the classifier stopped with exit code %d\n", Stamp(start).c_str(), code);
     }
     return rc;

@@ -30,7 +30,8 @@ PROPVARIANT SimPropertyOfType(VARTYPE type, uint32_t bits) {
     return v;
 }
 
-CSimAudio::CSimAudio() : m_context(MakeRef<CSimAudioContext>()) {}
+CSimAudio::CSimAudio(CRefPtr<CSimJournal> journal)
+    : m_context(MakeRef<CSimAudioContext>()), m_journal(std::move(journal)) {}
 
 CSimAudio::~CSimAudio() { Shutdown(); }
 
@@ -115,6 +116,7 @@ HRESULT CSimAudio::GetDevice(const std::wstring& id, CRefPtr<IMMDevice>& device)
 }
 
 HRESULT CSimAudio::RegisterEndpointNotificationCallback(IMMNotificationClient* client) {
+    if (m_journal) m_journal->Record(L"Audio::RegisterEndpointNotificationCallback");
     if (auto failure = m_context->Failures.Enter(L"IMMDeviceEnumerator::RegisterEndpointNotificationCallback"))
         return static_cast<HRESULT>(*failure);
     if (!client) return E_POINTER;

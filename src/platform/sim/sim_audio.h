@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/sim/sim_audio_context.h"
+#include "platform/sim/sim_journal.h"
 #include "platform/sim/sim_audio_endpoint.h"
 #include "platform/sim/sim_audio_session.h"
 
@@ -30,7 +31,10 @@ PROPVARIANT SimPropertyOfType(VARTYPE type, uint32_t bits);
 
 class CSimAudio : public CAddReleaseRef, public IMMDeviceEnumerator {
 public:
-    CSimAudio();
+    // The registration of endpoint notifications, which marks the model's
+    // start, goes into the journal if one is given. (Its unregistration runs
+    // on a thread of its own and has no place in an order.)
+    explicit CSimAudio(CRefPtr<CSimJournal> journal = nullptr);
     ~CSimAudio() override;
 
     // CoCreateInstance of the enumerator, for CSimPlatform.
@@ -131,6 +135,7 @@ private:
     bool WithSession(const std::wstring& session, Change change);
 
     const CRefPtr<CSimAudioContext> m_context;
+    const CRefPtr<CSimJournal> m_journal;
     // Guarded by the context's lock.
     std::vector<CRefPtr<CSimEndpoint>> m_endpoints;     // present, in the order of adding
     std::vector<CRefPtr<CSimEndpoint>> m_allEndpoints;  // also the removed ones

@@ -10,7 +10,7 @@ CSimPlatform::CSimPlatform()
     : SimJournal(MakeRef<CSimJournal>()),
       SimSystem(MakeRef<CSimSystem>(SimJournal)),
       SimDebugOutput(MakeRef<CSimDebugOutput>()),
-      SimAudio(MakeRef<CSimAudio>()),
+      SimAudio(MakeRef<CSimAudio>(SimJournal)),
       SimSync(MakeRef<CSimSync>(SimJournal)),
       SimProcesses(MakeRef<CSimProcesses>(SimSync->Kernel(), SimSystem)),
       SimPower(MakeRef<CSimPower>()),
@@ -30,7 +30,6 @@ CSimPlatform::~CSimPlatform() {
 CRefPtr<IMessageLoop> CSimPlatform::CreateMessageLoop() { return MakeRef<CPortableMessageLoop>(); }
 
 HRESULT CSimPlatform::CreateDeviceEnumerator(CRefPtr<IMMDeviceEnumerator>& enumerator) {
-    SimJournal->Record(L"Audio::CreateDeviceEnumerator");
     return SimAudio->CreateDeviceEnumerator(enumerator);
 }
 

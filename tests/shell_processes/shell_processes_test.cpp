@@ -1,0 +1,191 @@
+// ContentClassifier between real processes: one instance at a time, a
+// starter's exit token that ends it when released or when the starter dies,
+// and a token that cannot be opened. The platform is the machine's own.
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "core/text.h"
+#include "platform/native.h"
+#include "platform/platform.h"
+#include "shell/named_mutex.h"
+#include "support/wait_until.h"
+
+#ifdef _WIN32
+#include "platform/win32/windows_api.h"
+#else
+#include <csignal>
+#include <filesystem>
+#include <unistd.h>
+#endif
+
+namespace qv {
+namespace {
+
+#ifdef _WIN32
+constexpr const wchar_t* kSuffix = L".exe";
+// GetExitCodeProcess of a process that returned -1.
+constexpr uint32_t kMinusOne = 0xFFFFFFFFu;
+
+void EndByForce(IProcessHandle& process) {
+    HANDLE handle = ::OpenProcess(PROCESS_TERMINATE, FALSE, process.ProcessId());
+    ASSERT_NE(handle, nullptr) << "OpenProcess failed with " << ::GetLastError();
+    ::TerminateProcess(handle, 9);
+    ::CloseHandle(handle);
+}
+#else
+constexpr const wchar_t* kSuffix = L"";
+// The low byte of -1, as the parent sees an exit status.
+constexpr uint32_t kMinusOne = 255;
+
+void EndByForce(IProcessHandle& process) { ASSERT_EQ(::kill(static_cast<pid_t>(process.ProcessId()), SIGKILL), 0); }
+
+// The machine-wide names (mutexes) and the browsers' folders of this test
+// alone: the environment of the test goes to the programs it starts.
+class PrivateUserFolders {
+public:
+    PrivateUserFolders() {
+        char pattern[] = "/tmp/qv-shell-processes-XXXXXX";
+        m_folder = ::mkdtemp(pattern) ? pattern : "";
+        for (const char* name : {"XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "HOME"}) {
+            const std::string path = m_folder + "/" + name;
+            std::filesystem::create_directories(path);
+            std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+            ::setenv(name, path.c_str(), 1);
+        }
+    }
+    ~PrivateUserFolders() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_folder, ignored);
+    }
+
+private:
+    std::string m_folder;
+};
+#endif
+
+class ShellProcessesTest : public testing::Test {
+protected:
+    void SetUp() override {
+        platform = CreateNativePlatform();
+        SetPlatform(platform);
+        ASSERT_EQ(platform->System()->GetModuleFileName(folder), 0u);
+        folder.resize(folder.find_last_of(L"\\/") + 1);
+        ASSERT_FALSE(InstanceRuns()) << "another ContentClassifier runs on this machine";
+    }
+    void TearDown() override {
+        // Nothing this test started outlives it.
+        for (const CRefPtr<IProcessHandle>& process : started)
+            if (!ExitCode(*process, std::chrono::milliseconds(0))) EndByForce(*process);
+        SetPlatform(nullptr);
+    }
+
+    CRefPtr<IProcessHandle> Start(const std::wstring& program, const std::vector<std::wstring>& arguments) {
+        const std::wstring path = folder + program + kSuffix;
+        std::wstring commandLine = L"\"" + path + L"\"";
+        for (const std::wstring& argument : arguments) commandLine += L" \"" + argument + L"\"";
+        CRefPtr<IProcessHandle> process;
+        EXPECT_EQ(platform->Processes()->CreateProcess(path, commandLine, 0, process), 0u) << WideToUtf8(path);
+        if (process) started.push_back(process);
+        return process;
+    }
+    CRefPtr<IProcessHandle> StartClassifier(const std::wstring& token = {}) {
+        return Start(L"ContentClassifier", token.empty() ? std::vector<std::wstring>{}
+                                                         : std::vector<std::wstring>{L"/exit-mutex-guid=" + token});
+    }
+
+    // The exit code once the process has ended within the time.
+    std::optional<uint32_t> ExitCode(IProcessHandle& process, std::chrono::milliseconds within = test::kWaitBound) {
+        IWaitable* object = &process;
+        if (platform->Sync()->WaitForMultipleObjects({object}, static_cast<uint32_t>(within.count())) != kWaitObject0)
+            return std::nullopt;
+        uint32_t code = 0;
+        if (process.GetExitCodeProcess(code) != 0) return std::nullopt;
+        return code;
+    }
+
+    // Whether some instance's marker exists. The probe's own handle goes at
+    // once, so that it does not keep the name alive.
+    bool InstanceRuns() {
+        CRefPtr<INamedMutex> probe;
+        return platform->Sync()->OpenMutex(kInstanceMutexName, probe) == 0;
+    }
+
+    // A token held by this test, as a starter holds it.
+    std::wstring HoldToken(CRefPtr<INamedMutex>& token) {
+        GUID guid{};
+        platform->System()->CoCreateGuid(guid);
+        const std::wstring name = GuidToString(guid);
+        EXPECT_EQ(platform->Sync()->CreateMutex(name, true, token), 0u);
+        return name;
+    }
+
+#ifndef _WIN32
+    PrivateUserFolders folders;  // before the platform, whose sync port reads them
+#endif
+    CRefPtr<IPlatform> platform;
+    std::wstring folder;
+    std::vector<CRefPtr<IProcessHandle>> started;
+};
+
+TEST_F(ShellProcessesTest, ASecondInstanceIsRefusedWhileTheFirstRunsAndTheReleasedTokenEndsTheFirstWithZero) {
+    CRefPtr<INamedMutex> token;
+    const std::wstring name = HoldToken(token);
+    CRefPtr<IProcessHandle> first = StartClassifier(name);
+    ASSERT_TRUE(first);
+    ASSERT_TRUE(test::WaitUntil([&] { return InstanceRuns(); }));
+
+    CRefPtr<IProcessHandle> second = StartClassifier();
+    ASSERT_TRUE(second);
+    EXPECT_EQ(ExitCode(*second), kMinusOne);
+    EXPECT_FALSE(ExitCode(*first, std::chrono::milliseconds(0))) << "the first one runs on";
+
+    ASSERT_EQ(token->ReleaseMutex(), 0u);
+    EXPECT_EQ(ExitCode(*first), 0u);
+    EXPECT_TRUE(test::WaitUntil([&] { return !InstanceRuns(); })) << "the marker goes with its process";
+}
+
+TEST_F(ShellProcessesTest, AnInstanceThatWasKilledLeavesNoMarkAndTheNextOneRuns) {
+    CRefPtr<INamedMutex> token;
+    CRefPtr<IProcessHandle> killed = StartClassifier(HoldToken(token));
+    ASSERT_TRUE(killed);
+    ASSERT_TRUE(test::WaitUntil([&] { return InstanceRuns(); }));
+    EndByForce(*killed);
+    ASSERT_TRUE(ExitCode(*killed));
+    ASSERT_TRUE(test::WaitUntil([&] { return !InstanceRuns(); }));
+
+    CRefPtr<INamedMutex> nextToken;
+    CRefPtr<IProcessHandle> next = StartClassifier(HoldToken(nextToken));
+    ASSERT_TRUE(next);
+    ASSERT_TRUE(test::WaitUntil([&] { return InstanceRuns(); }));
+    EXPECT_FALSE(ExitCode(*next, std::chrono::milliseconds(0)));
+    nextToken->ReleaseMutex();
+    EXPECT_EQ(ExitCode(*next), 0u);
+}
+
+TEST_F(ShellProcessesTest, KillingTheStarterEndsTheClassifierThroughTheAbandonedToken) {
+    // The reference host as the starter: it holds the token and starts the
+    // classifier for an output that need not exist.
+    CRefPtr<IProcessHandle> host =
+        Start(L"quorvane-host", {L"--endpoint", L"no-such-output", L"--pipe", L"\\\\.\\pipe\\qv-shell-processes-host",
+                                 L"--classifier", folder + L"ContentClassifier" + kSuffix});
+    ASSERT_TRUE(host);
+    test::WaitUntil([&] { return InstanceRuns() || ExitCode(*host, std::chrono::milliseconds(0)); });
+    ASSERT_TRUE(InstanceRuns()) << "the host ended with " << ExitCode(*host, std::chrono::milliseconds(0)).value_or(0);
+    EndByForce(*host);
+    ASSERT_TRUE(ExitCode(*host));
+    EXPECT_TRUE(test::WaitUntil([&] { return !InstanceRuns(); })) << "the classifier outlived its starter";
+}
+
+TEST_F(ShellProcessesTest, ATokenThatCannotBeOpenedEndsTheStartWithMinusOne) {
+    CRefPtr<IProcessHandle> process = StartClassifier(L"{00000000-0000-0000-0000-00000000DEAD}");
+    ASSERT_TRUE(process);
+    EXPECT_EQ(ExitCode(*process), kMinusOne);
+    EXPECT_FALSE(InstanceRuns());
+}
+
+}  // namespace
+}  // namespace qv
