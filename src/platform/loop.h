@@ -33,6 +33,11 @@ struct IMessageLoop : virtual IAddReleaseRef {
     virtual void DispatchPlatformMessage(const LoopMessage& message) = 0;
     // The id of the thread whose queue this is.
     virtual uint32_t ThreadId() const = 0;
+    // On the loop's thread, once the loop is over: later posts fail, as a
+    // post to a thread that has ended does, and the functions still queued
+    // are freed. A queued function may hold the model, which holds the
+    // dispatcher that holds the loop: freeing it is what lets that circle go.
+    virtual void Close() = 0;
 };
 
 }  // namespace qv

@@ -22,11 +22,8 @@ public:
     void DispatchPlatformMessage(const LoopMessage& message) override;
     uint32_t ThreadId() const override { return m_threadId; }
 
-    // Stops taking messages: later posts fail, as a post to a thread that has
-    // ended does, and what is queued is dropped with it. A queued function
-    // may hold the model, which holds the dispatcher that holds this loop:
-    // dropping it here is what lets that circle go.
-    void Close();
+    // Any thread may close it here.
+    void Close() override;
     std::size_t QueuedCount() const;
     // Like GetMessage, but gives up after the time-out: false then, and the
     // message is untouched. Tests drive the loop with it.

@@ -11,7 +11,6 @@
 #include "core/trace.h"
 #include "devices/audio_device_manager.h"
 #include "platform/platform.h"
-#include "platform/portable_message_loop.h"
 #include "platform/thread_id.h"
 #include "sessions/process_info.h"
 #include "shell/arguments.h"
@@ -35,17 +34,16 @@ struct ObjectGraph {
     CRefPtr<CAudioDeviceManager> deviceManager;
 
     // Model objects tear themselves down in their destructors, each still
-    // holding its trace. What was posted during the tear-down will never run,
-    // and a queued function may hold the model, which holds the loop through
-    // its dispatcher: the loop drops it so that the circle goes. Where the
-    // loop is the system's own thread queue (Windows), it goes with the
-    // thread.
+    // holding its trace. What was posted during the tear-down will never
+    // run, and a queued function may hold the model, which holds the loop
+    // through its dispatcher: closing the loop frees it so that the circle
+    // goes.
     void Release(IMessageLoop& loop) {
         deviceManager.reset();
         log.reset();
         dispatcher.reset();
         traceTarget.reset();
-        if (auto* portable = dynamic_cast<CPortableMessageLoop*>(&loop)) portable->Close();
+        loop.Close();
         // Processes looked up without an exit watch stay cached to the end.
         CProcessInfo::ClearCache();
     }

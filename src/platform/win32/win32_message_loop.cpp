@@ -14,6 +14,15 @@ CWin32MessageLoop::~CWin32MessageLoop() {
     // Functions still queued would be lost with the process anyway; when the
     // loop goes on its own thread (the thread lives on, as in a test) they
     // are freed here, since nobody else can reach them.
+    FreeQueuedFunctions();
+}
+
+void CWin32MessageLoop::Close() {
+    m_closed.store(true);
+    FreeQueuedFunctions();
+}
+
+void CWin32MessageLoop::FreeQueuedFunctions() {
     if (::GetCurrentThreadId() != m_threadId) return;
     MSG message;
     while (::PeekMessageW(&message, nullptr, kPostedFunctionMessage, kPostedFunctionMessage, PM_REMOVE)) {
@@ -23,6 +32,7 @@ CWin32MessageLoop::~CWin32MessageLoop() {
 }
 
 bool CWin32MessageLoop::PostThreadMessage(uint32_t message, uintptr_t wParam, intptr_t lParam) {
+    if (m_closed.load()) return false;
     return ::PostThreadMessageW(m_threadId, message, wParam, lParam) != FALSE;
 }
 

@@ -3,6 +3,8 @@
 // read it, since GetMessageW always reads the queue of its caller.
 #pragma once
 
+#include <atomic>
+
 #include "platform/win32/windows_api.h"
 
 #include "platform/loop.h"
@@ -19,11 +21,18 @@ public:
     int GetMessage(LoopMessage& message) override;
     void DispatchPlatformMessage(const LoopMessage& message) override;
     uint32_t ThreadId() const override { return m_threadId; }
+    // The system's queue cannot refuse a post; the loop refuses them itself
+    // from here on.
+    void Close() override;
 
 private:
     ~CWin32MessageLoop() override;
+    // Frees the functions still in the queue; only the loop's own thread can
+    // reach them.
+    void FreeQueuedFunctions();
 
     const DWORD m_threadId;
+    std::atomic<bool> m_closed{false};
     // The last message that GetMessage took, whole (window, time, point), so
     // that dispatching it hands the system what it gave. Touched only by the
     // loop's own thread.
