@@ -31,6 +31,23 @@ protected:
     }
     std::vector<std::wstring> Journal() const { return platform->SimJournal->Entries(); }
 
+    // The start, in its order, up to the opening of the exit token, followed
+    // by what comes after.
+    static std::vector<std::wstring> StartUpTo(const std::wstring& token, const std::vector<std::wstring>& then) {
+        std::vector<std::wstring> entries{
+            L"Sync::OpenMutex " + kInstance,
+            L"Sync::CreateMutex " + kInstance,
+            L"System::CoInitializeEx",
+            L"System::LookUpNtdllFunctions",
+            L"System::MFStartup",
+            L"System::CoInitializeEx",
+            L"Audio::RegisterEndpointNotificationCallback",
+            L"Sync::OpenMutex " + token,
+        };
+        entries.insert(entries.end(), then.begin(), then.end());
+        return entries;
+    }
+
     CRefPtr<CSimPlatform> platform = MakeRef<CSimPlatform>();
 };
 
@@ -42,23 +59,16 @@ TEST_F(EntryLifecycleTest, StartsAndStopsInOrderWhenTheStarterReleasesItsToken) 
     hooks.loopReady = [&](const CRefPtr<IMessageLoop>&) { platform->SimSync->ReleaseExternalMutex(kToken); };
 
     EXPECT_EQ(Run({"/exit-mutex-guid=" + WideToUtf8(kToken)}, hooks), 0);
-    const std::vector<std::wstring> expected{
-        L"Sync::OpenMutex " + kInstance,
-        L"Sync::CreateMutex " + kInstance,
-        L"System::CoInitializeEx",
-        L"System::LookUpNtdllFunctions",
-        L"System::MFStartup",
-        L"System::CoInitializeEx",
-        L"Audio::RegisterEndpointNotificationCallback",
-        L"Sync::OpenMutex " + kToken,
-        L"Sync::CreateEvent",
-        // The tear-down: the watcher is stopped (its reference kept the
-        // token's handle open for its wait), then COM, then the marker.
-        L"Sync::SetEvent",
-        L"Sync::CloseHandle " + kToken,
-        L"System::CoUninitialize",
-        L"Sync::CloseHandle " + kInstance,
-    };
+    const std::vector<std::wstring> expected =
+        StartUpTo(kToken, {
+                              L"Sync::CreateEvent",
+                              // The tear-down: the watcher is stopped (its reference kept the
+                              // token's handle open for its wait), then COM, then the marker.
+                              L"Sync::SetEvent",
+                              L"Sync::CloseHandle " + kToken,
+                              L"System::CoUninitialize",
+                              L"Sync::CloseHandle " + kInstance,
+                          });
     EXPECT_EQ(Journal(), expected);
     EXPECT_FALSE(platform->SimSync->MutexExists(kInstance)) << "the marker goes with the last handle";
 }
@@ -66,7 +76,8 @@ TEST_F(EntryLifecycleTest, StartsAndStopsInOrderWhenTheStarterReleasesItsToken) 
 TEST_F(EntryLifecycleTest, ASecondInstanceEndsWithMinusOneBeforeAnythingIsBroughtUpAndAThirdRunsOnceTheFirstHasDied) {
     ASSERT_TRUE(platform->SimSync->CreateExternalMutex(kInstance, false));
     EXPECT_EQ(Run({}, QuitAtOnce()), -1);
-    EXPECT_EQ(Journal(), (std::vector<std::wstring>{L"Sync::OpenMutex " + kInstance, L"Sync::CloseHandle " + kInstance}));
+    EXPECT_EQ(Journal(),
+              (std::vector<std::wstring>{L"Sync::OpenMutex " + kInstance, L"Sync::CloseHandle " + kInstance}));
 
     ASSERT_TRUE(platform->SimSync->EndExternalProcess(kInstance));
     const std::size_t before = Journal().size();
@@ -79,19 +90,8 @@ TEST_F(EntryLifecycleTest, ASecondInstanceEndsWithMinusOneBeforeAnythingIsBrough
 
 TEST_F(EntryLifecycleTest, ATokenThatCannotBeOpenedEndsWithMinusOneAfterTheGraphWasBuiltAndReleased) {
     EXPECT_EQ(Run({"/exit-mutex-guid=gone"}, QuitAtOnce()), -1);
-    const std::vector<std::wstring> expected{
-        L"Sync::OpenMutex " + kInstance,
-        L"Sync::CreateMutex " + kInstance,
-        L"System::CoInitializeEx",
-        L"System::LookUpNtdllFunctions",
-        L"System::MFStartup",
-        L"System::CoInitializeEx",
-        L"Audio::RegisterEndpointNotificationCallback",
-        L"Sync::OpenMutex gone",
-        // No watcher, and COM and the plug-in are left as they are.
-        L"Sync::CloseHandle " + kInstance,
-    };
-    EXPECT_EQ(Journal(), expected);
+    // No watcher, and COM and the plug-in are left as they are.
+    EXPECT_EQ(Journal(), StartUpTo(L"gone", {L"Sync::CloseHandle " + kInstance}));
 }
 
 TEST_F(EntryLifecycleTest, TheRunEndsWhenTheStarterDiesOrNeverHeldTheToken) {
@@ -100,8 +100,8 @@ TEST_F(EntryLifecycleTest, TheRunEndsWhenTheStarterDiesOrNeverHeldTheToken) {
         bool held;
         bool dies;  // otherwise it just keeps its handle
     };
-    for (const Case& c : {Case{"a starter that dies holding the token", true, true},
-                          Case{"a token that nobody holds", false, false}}) {
+    for (const Case& c :
+         {Case{"a starter that dies holding the token", true, true}, Case{"a token that nobody holds", false, false}}) {
         SCOPED_TRACE(c.what);
         ASSERT_TRUE(platform->SimSync->CreateExternalMutex(kToken, c.held));
         EntryHooks hooks;

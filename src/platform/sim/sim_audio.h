@@ -17,9 +17,9 @@
 #include <vector>
 
 #include "platform/sim/sim_audio_context.h"
-#include "platform/sim/sim_journal.h"
 #include "platform/sim/sim_audio_endpoint.h"
 #include "platform/sim/sim_audio_session.h"
+#include "platform/sim/sim_journal.h"
 
 namespace qv {
 

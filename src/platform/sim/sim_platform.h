@@ -46,7 +46,7 @@ public:
     const CRefPtr<CSimSystem> SimSystem;
     const CRefPtr<CSimDebugOutput> SimDebugOutput;
     const CRefPtr<CSimAudio> SimAudio;
-    const CRefPtr<CSimSync> SimSync;          // before SimProcesses, which shares its kernel
+    const CRefPtr<CSimSync> SimSync;  // before SimProcesses, which shares its kernel
     const CRefPtr<CSimProcesses> SimProcesses;
     const CRefPtr<CSimPower> SimPower;
     const CRefPtr<CSimRegistry> SimRegistry;
