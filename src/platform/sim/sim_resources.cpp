@@ -13,6 +13,10 @@ Win32Error CSimResources::LoadResource(uint32_t id, uint32_t type, std::vector<u
             bytes.clear();
             return ERROR_RESOURCE_NAME_NOT_FOUND;
         }
+        if (auto replaced = m_replaced.find(id); replaced != m_replaced.end()) {
+            bytes = replaced->second;
+            return ERROR_SUCCESS;
+        }
     }
     return FindEmbeddedResource(id, type, bytes);
 }
@@ -20,6 +24,11 @@ Win32Error CSimResources::LoadResource(uint32_t id, uint32_t type, std::vector<u
 void CSimResources::Hide(uint32_t id) {
     std::lock_guard lock(m_mutex);
     m_hidden.insert(id);
+}
+
+void CSimResources::Replace(uint32_t id, std::vector<uint8_t> bytes) {
+    std::lock_guard lock(m_mutex);
+    m_replaced[id] = std::move(bytes);
 }
 
 }  // namespace qv
