@@ -43,6 +43,15 @@ inline constexpr Win32Error ERROR_MOD_NOT_FOUND = 126;
 inline constexpr Win32Error ERROR_CALL_NOT_IMPLEMENTED = 120;
 inline constexpr Win32Error ERROR_INVALID_FUNCTION = 1;
 inline constexpr Win32Error ERROR_NOT_SUPPORTED = 50;
+inline constexpr Win32Error ERROR_ALREADY_EXISTS = 183;
+inline constexpr Win32Error ERROR_RESOURCE_TYPE_NOT_FOUND = 1813;
+inline constexpr Win32Error ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
+
+// GetFileAttributesW's answers.
+inline constexpr uint32_t INVALID_FILE_ATTRIBUTES = 0xFFFFFFFFu;
+inline constexpr uint32_t FILE_ATTRIBUTE_DIRECTORY = 0x10;
+inline constexpr uint32_t FILE_ATTRIBUTE_NORMAL = 0x80;
+inline constexpr uint32_t FILE_ATTRIBUTE_REPARSE_POINT = 0x400;
 
 inline constexpr uint32_t DEVICE_STATE_ACTIVE = 0x1;
 inline constexpr uint32_t DEVICE_STATE_DISABLED = 0x2;

@@ -1,5 +1,5 @@
 // Files the system makes or reads for itself: the temporary interop file
-// shared with the helper executable, the per-user folder of the browsers'
+// shared with the helper executable, the per-user folders of the browsers'
 // manifest, and whole small files.
 #pragma once
 
@@ -38,6 +38,14 @@ struct IFiles : virtual IAddReleaseRef {
     virtual Win32Error ReadWholeFile(const std::wstring& path, std::vector<uint8_t>& content) = 0;
     // _wfopen_s with "wb" and one write.
     virtual Win32Error WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& content) = 0;
+    // GetFileAttributesW: FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_REPARSE_POINT
+    // (a link, not followed) and kin; INVALID_FILE_ATTRIBUTES and the error
+    // when there is nothing by that name.
+    virtual Win32Error GetFileAttributes(const std::wstring& path, uint32_t& attributes) = 0;
+    // The user's configuration folder, where the browsers of a Linux desktop
+    // look for native-messaging manifests. ERROR_NOT_SUPPORTED on Windows:
+    // there the registry points the browsers at the manifest.
+    virtual Win32Error GetUserConfigFolder(std::wstring& path) = 0;
 };
 
 }  // namespace qv

@@ -25,9 +25,9 @@ public:
 
     // What the keys call.
     Win32Error KeyQueryValue(const RegistryKeyLocation& location, const std::wstring& name, uint32_t& type,
-                          std::vector<uint8_t>& data);
-    Win32Error KeySetValue(const RegistryKeyLocation& location, const std::wstring& name, uint32_t type,
-                        const std::vector<uint8_t>& data);
+                             std::vector<uint8_t>& data);
+    virtual Win32Error KeySetValue(const RegistryKeyLocation& location, const std::wstring& name, uint32_t type,
+                                   const std::vector<uint8_t>& data);
 
 protected:
     // An operation marks the roots that it changed, for the subclass to save.

@@ -73,6 +73,31 @@ TEST_F(LinuxFilesTest, LocalAppDataFollowsTheXdgRules) {
     std::wstring folder;
     ASSERT_EQ(files->GetLocalAppDataFolder(folder), S_OK);
     EXPECT_EQ(WideToUtf8(folder), Folder() + "/home/.local/share") << "XDG_DATA_HOME is not set in the tests";
+    ASSERT_EQ(files->GetUserConfigFolder(folder), 0u);
+    EXPECT_EQ(WideToUtf8(folder), Folder() + "/home/.config") << "XDG_CONFIG_HOME is not set in the tests";
+}
+
+TEST_F(LinuxFilesTest, AttributesTellFoldersAndLinksWithoutFollowingThem) {
+    const std::string folder = Folder() + "/tmp/attributes";
+    std::filesystem::create_directories(folder + "/dir");
+    std::ofstream(folder + "/file") << "x";
+    std::filesystem::create_symlink(folder + "/file", folder + "/link-to-file");
+    std::filesystem::create_directory_symlink(folder + "/dir", folder + "/link-to-dir");
+    std::filesystem::create_symlink(folder + "/gone", folder + "/dangling");
+    struct Case {
+        const char* name;
+        Win32Error error;
+        uint32_t attributes;
+    };
+    for (const Case& c : {Case{"dir", 0, FILE_ATTRIBUTE_DIRECTORY}, Case{"file", 0, FILE_ATTRIBUTE_NORMAL},
+                          Case{"link-to-file", 0, FILE_ATTRIBUTE_REPARSE_POINT},
+                          Case{"link-to-dir", 0, FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY},
+                          Case{"dangling", 0, FILE_ATTRIBUTE_REPARSE_POINT},
+                          Case{"missing", ERROR_FILE_NOT_FOUND, INVALID_FILE_ATTRIBUTES}}) {
+        uint32_t attributes = 0;
+        EXPECT_EQ(files->GetFileAttributes(Utf8ToWide(folder + "/" + c.name), attributes), c.error) << c.name;
+        EXPECT_EQ(attributes, c.attributes) << c.name;
+    }
 }
 
 TEST_F(LinuxFilesTest, DirectoriesAndWholeFiles) {

@@ -90,6 +90,16 @@ private:
     const std::string m_path;
 };
 
+// The folder that the XDG variable names, else the one under the home. The
+// XDG rules ignore a relative value. Empty when there is no home either.
+std::string XdgFolder(const char* variable, const char* underHome) {
+    std::string folder = EnvironmentValue(variable);
+    if (!folder.empty() && folder.front() == '/') return folder;
+    std::string home = HomeFolder();
+    if (home.empty()) return {};
+    return home + (home.back() == '/' ? "" : "/") + underHome;
+}
+
 }  // namespace
 
 Win32Error CLinuxFiles::GetTempPath(std::string& path) {
@@ -120,15 +130,33 @@ Win32Error CLinuxFiles::CreateTemporaryFile(const std::string& path, CRefPtr<IFi
 
 HRESULT CLinuxFiles::GetLocalAppDataFolder(std::wstring& path) {
     path.clear();
-    // The XDG rules ignore a relative value.
-    std::string data = EnvironmentValue("XDG_DATA_HOME");
-    if (data.empty() || data.front() != '/') {
-        std::string home = HomeFolder();
-        if (home.empty()) return E_FAIL;
-        data = home + (home.back() == '/' ? "" : "/") + ".local/share";
-    }
+    std::string data = XdgFolder("XDG_DATA_HOME", ".local/share");
+    if (data.empty()) return E_FAIL;
     path = Utf8ToWide(data);
     return S_OK;
+}
+
+Win32Error CLinuxFiles::GetUserConfigFolder(std::wstring& path) {
+    path.clear();
+    std::string config = XdgFolder("XDG_CONFIG_HOME", ".config");
+    if (config.empty()) return kErrorPathNotFound;
+    path = Utf8ToWide(config);
+    return ERROR_SUCCESS;
+}
+
+Win32Error CLinuxFiles::GetFileAttributes(const std::wstring& path, uint32_t& attributes) {
+    attributes = INVALID_FILE_ATTRIBUTES;
+    const std::string name = WideToUtf8(path);
+    struct stat info {};
+    if (::lstat(name.c_str(), &info) != 0) return errno == ENOENT ? ERROR_FILE_NOT_FOUND : Win32ErrorFromErrno(errno);
+    if (S_ISLNK(info.st_mode)) {
+        struct stat target {};
+        const bool toFolder = ::stat(name.c_str(), &target) == 0 && S_ISDIR(target.st_mode);
+        attributes = FILE_ATTRIBUTE_REPARSE_POINT | (toFolder ? FILE_ATTRIBUTE_DIRECTORY : 0);
+    } else {
+        attributes = S_ISDIR(info.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+    }
+    return ERROR_SUCCESS;
 }
 
 Win32Error CLinuxFiles::CreateDirectory(const std::wstring& path) {

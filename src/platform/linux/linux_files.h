@@ -4,8 +4,9 @@
 // return. A temporary file opened for the interop goes away when its last
 // IFile is released (unlinked by path, which is what delete-on-close means
 // here: a process that has it open by then keeps its contents). The local
-// application data folder is ${XDG_DATA_HOME:-$HOME/.local/share}, as the XDG
-// base directory rules say.
+// application data folder is ${XDG_DATA_HOME:-$HOME/.local/share} and the
+// configuration folder ${XDG_CONFIG_HOME:-$HOME/.config}, as the XDG base
+// directory rules say.
 #pragma once
 
 #include "platform/files.h"
@@ -24,6 +25,12 @@ public:
     // memory.
     Win32Error ReadWholeFile(const std::wstring& path, std::vector<uint8_t>& content) override;
     Win32Error WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& content) override;
+    // lstat, so that a symbolic link shows as FILE_ATTRIBUTE_REPARSE_POINT, and
+    // a link to a folder also as FILE_ATTRIBUTE_DIRECTORY, as on Windows.
+    // Anything else is FILE_ATTRIBUTE_NORMAL.
+    Win32Error GetFileAttributes(const std::wstring& path, uint32_t& attributes) override;
+    // ${XDG_CONFIG_HOME:-$HOME/.config}.
+    Win32Error GetUserConfigFolder(std::wstring& path) override;
 
     static constexpr std::size_t kMaxWholeFileBytes = 64u << 20;
 };

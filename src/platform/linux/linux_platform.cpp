@@ -1,6 +1,7 @@
 #include "platform/linux/linux_platform.h"
 
 #include "platform/codes.h"
+#include "platform/embedded_resources.h"
 #include "platform/linux/linux_audio.h"
 #include "platform/linux/linux_debug_output.h"
 #include "platform/linux/linux_files.h"
@@ -18,8 +19,7 @@ namespace qv {
 
 CRefPtr<IPlatform> CreateNativePlatform() { return MakeRef<CLinuxPlatform>(); }
 
-CLinuxPlatform::CLinuxPlatform()
-    : m_system(MakeRef<CLinuxSystem>()), m_debugOutput(MakeRef<CLinuxDebugOutput>()) {}
+CLinuxPlatform::CLinuxPlatform() : m_system(MakeRef<CLinuxSystem>()), m_debugOutput(MakeRef<CLinuxDebugOutput>()) {}
 
 CRefPtr<IMessageLoop> CLinuxPlatform::CreateMessageLoop() { return MakeRef<CPortableMessageLoop>(); }
 
@@ -59,7 +59,8 @@ CRefPtr<IFiles> CLinuxPlatform::Files() {
     if (!m_files) m_files = MakeRef<CLinuxFiles>();
     return m_files;
 }
-CRefPtr<IResources> CLinuxPlatform::Resources() { return ReportPortUnavailable(Name(), L"resources"); }
+// The resources are compiled into the program (embedded_resources.h).
+CRefPtr<IResources> CLinuxPlatform::Resources() { return MakeRef<CEmbeddedResources>(); }
 CRefPtr<IMediaFoundation> CLinuxPlatform::Media() { return ReportPortUnavailable(Name(), L"media"); }
 CRefPtr<IHttp> CLinuxPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CLinuxPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }

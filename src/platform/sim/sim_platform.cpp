@@ -14,7 +14,9 @@ CSimPlatform::CSimPlatform()
       SimSync(MakeRef<CSimSync>(SimJournal)),
       SimProcesses(MakeRef<CSimProcesses>(SimSync->Kernel(), SimSystem)),
       SimPower(MakeRef<CSimPower>()),
-      SimRegistry(MakeRef<CSimRegistry>()),
+      SimRegistry(MakeRef<CSimRegistry>(SimJournal)),
+      SimFiles(MakeRef<CSimFiles>(SimJournal)),
+      SimResources(MakeRef<CSimResources>(SimJournal)),
       m_native(CreateNativePlatform()) {}
 
 CSimPlatform::~CSimPlatform() {
@@ -38,8 +40,8 @@ CRefPtr<IRegistry> CSimPlatform::Registry() { return SimRegistry; }
 CRefPtr<ISync> CSimPlatform::Sync() { return SimSync; }
 CRefPtr<IPower> CSimPlatform::Power() { return SimPower; }
 CRefPtr<IProcesses> CSimPlatform::Processes() { return SimProcesses; }
-CRefPtr<IFiles> CSimPlatform::Files() { return ReportPortUnavailable(Name(), L"files"); }
-CRefPtr<IResources> CSimPlatform::Resources() { return ReportPortUnavailable(Name(), L"resources"); }
+CRefPtr<IFiles> CSimPlatform::Files() { return SimFiles; }
+CRefPtr<IResources> CSimPlatform::Resources() { return SimResources; }
 CRefPtr<IMediaFoundation> CSimPlatform::Media() { return ReportPortUnavailable(Name(), L"media"); }
 CRefPtr<IHttp> CSimPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CSimPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }

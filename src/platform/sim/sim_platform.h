@@ -8,9 +8,11 @@
 #include "platform/platform.h"
 #include "platform/sim/sim_audio.h"
 #include "platform/sim/sim_debug_output.h"
+#include "platform/sim/sim_files.h"
 #include "platform/sim/sim_power.h"
 #include "platform/sim/sim_processes.h"
 #include "platform/sim/sim_registry.h"
+#include "platform/sim/sim_resources.h"
 #include "platform/sim/sim_sync.h"
 #include "platform/sim/sim_system.h"
 
@@ -50,6 +52,8 @@ public:
     const CRefPtr<CSimProcesses> SimProcesses;
     const CRefPtr<CSimPower> SimPower;
     const CRefPtr<CSimRegistry> SimRegistry;
+    const CRefPtr<CSimFiles> SimFiles;
+    const CRefPtr<CSimResources> SimResources;
 
 private:
     CRefPtr<IPlatform> m_native;  // for what stays real: pipes

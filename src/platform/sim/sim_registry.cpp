@@ -4,6 +4,18 @@
 
 namespace qv {
 
+Win32Error CSimRegistry::RegCreateKeyEx(RegistryRoot root, const std::wstring& subKey, uint32_t options,
+                                        uint32_t access, CRefPtr<IRegistryKey>& key) {
+    m_journal->Record(L"Registry::RegCreateKeyEx", subKey);
+    return CInMemoryRegistry::RegCreateKeyEx(root, subKey, options, access, key);
+}
+
+Win32Error CSimRegistry::KeySetValue(const RegistryKeyLocation& location, const std::wstring& name, uint32_t type,
+                                     const std::vector<uint8_t>& data) {
+    m_journal->Record(L"Registry::RegSetValueEx", name);
+    return CInMemoryRegistry::KeySetValue(location, name, type, data);
+}
+
 void CSimRegistry::SetValue(RegistryRoot root, const std::wstring& keyPath, const std::wstring& name, uint32_t type,
                             std::vector<uint8_t> data) {
     std::lock_guard lock(m_mutex);
@@ -13,8 +25,7 @@ void CSimRegistry::SetValue(RegistryRoot root, const std::wstring& keyPath, cons
     it->second.data = std::move(data);
 }
 
-void CSimRegistry::SetDword(RegistryRoot root, const std::wstring& keyPath, const std::wstring& name,
-                            uint32_t value) {
+void CSimRegistry::SetDword(RegistryRoot root, const std::wstring& keyPath, const std::wstring& name, uint32_t value) {
     SetValue(root, keyPath, name, kRegDword,
              {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value >> 16),
               static_cast<uint8_t>(value >> 24)});

@@ -161,4 +161,14 @@ Win32Error CWin32Files::WriteWholeFile(const std::wstring& path, const std::vect
     return ERROR_SUCCESS;
 }
 
+Win32Error CWin32Files::GetFileAttributes(const std::wstring& path, uint32_t& attributes) {
+    attributes = ::GetFileAttributesW(path.c_str());
+    return attributes == INVALID_FILE_ATTRIBUTES ? ::GetLastError() : ERROR_SUCCESS;
+}
+
+Win32Error CWin32Files::GetUserConfigFolder(std::wstring& path) {
+    path.clear();
+    return ERROR_NOT_SUPPORTED;
+}
+
 }  // namespace qv

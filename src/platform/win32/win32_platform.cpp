@@ -10,6 +10,7 @@
 #include "platform/win32/win32_power.h"
 #include "platform/win32/win32_processes.h"
 #include "platform/win32/win32_registry.h"
+#include "platform/win32/win32_resources.h"
 #include "platform/win32/win32_sync.h"
 #include "platform/win32/win32_system.h"
 #include "platform/win32/windows_api.h"
@@ -27,6 +28,7 @@ CWin32Platform::CWin32Platform()
       m_power(MakeRef<CWin32Power>()),
       m_processes(MakeRef<CWin32Processes>()),
       m_files(MakeRef<CWin32Files>()),
+      m_resources(MakeRef<CWin32Resources>()),
       m_plugins(MakeRef<CWin32PluginLoader>()) {}
 
 CRefPtr<IMessageLoop> CWin32Platform::CreateMessageLoop() { return MakeRef<CWin32MessageLoop>(); }
@@ -41,7 +43,7 @@ CRefPtr<ISync> CWin32Platform::Sync() { return m_sync; }
 CRefPtr<IPower> CWin32Platform::Power() { return m_power; }
 CRefPtr<IProcesses> CWin32Platform::Processes() { return m_processes; }
 CRefPtr<IFiles> CWin32Platform::Files() { return m_files; }
-CRefPtr<IResources> CWin32Platform::Resources() { return ReportPortUnavailable(Name(), L"resources"); }
+CRefPtr<IResources> CWin32Platform::Resources() { return m_resources; }
 CRefPtr<IMediaFoundation> CWin32Platform::Media() { return ReportPortUnavailable(Name(), L"media"); }
 CRefPtr<IHttp> CWin32Platform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CWin32Platform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }

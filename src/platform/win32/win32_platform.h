@@ -41,6 +41,7 @@ private:
     const CRefPtr<IPower> m_power;  // one, for its table of registrations
     const CRefPtr<IProcesses> m_processes;
     const CRefPtr<IFiles> m_files;
+    const CRefPtr<IResources> m_resources;
     const CRefPtr<IPluginLoader> m_plugins;
 };
 

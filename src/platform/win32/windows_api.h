@@ -14,6 +14,8 @@
 #undef CreateMutex
 #undef CreateNamedPipe
 #undef CreateProcess
+#undef FindResource
+#undef GetFileAttributes
 #undef GetMessage
 #undef GetModuleFileName
 #undef GetModuleFileNameEx

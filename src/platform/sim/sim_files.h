@@ -1,0 +1,62 @@
+// Files of the simulated machine: folders and whole files in memory, under a
+// Windows-like local application data folder. A test reads and puts files,
+// counts the writes of a path and makes writes fail. The machine is
+// Windows-like, so it has no user configuration folder: the registry points
+// the browsers at the manifest. Temporary files are not simulated.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/files.h"
+#include "platform/sim/sim_journal.h"
+
+namespace qv {
+
+class CSimFiles : public CAddReleaseRef, public IFiles {
+public:
+    static constexpr const wchar_t* kLocalAppData = L"C:\\Users\\Sim\\AppData\\Local";
+
+    explicit CSimFiles(CRefPtr<CSimJournal> journal);
+
+    // ERROR_CALL_NOT_IMPLEMENTED, said once on standard error.
+    Win32Error GetTempPath(std::string& path) override;
+    Win32Error GetTempFileName(const std::string& folder, std::string& path) override;
+    Win32Error CreateTemporaryFile(const std::string& path, CRefPtr<IFile>& file) override;
+
+    HRESULT GetLocalAppDataFolder(std::wstring& path) override;
+    // ERROR_PATH_NOT_FOUND without the parent folder, ERROR_ALREADY_EXISTS
+    // when the name is taken.
+    Win32Error CreateDirectory(const std::wstring& path) override;
+    Win32Error ReadWholeFile(const std::wstring& path, std::vector<uint8_t>& content) override;
+    // Journaled; ERROR_PATH_NOT_FOUND without the folder.
+    Win32Error WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& content) override;
+    Win32Error GetFileAttributes(const std::wstring& path, uint32_t& attributes) override;
+    Win32Error GetUserConfigFolder(std::wstring& path) override;
+
+    // What a test sees and sets. Paths are compared as written.
+    std::optional<std::vector<uint8_t>> FileContent(const std::wstring& path);
+    // Puts the file and the folders above it, without counting a write.
+    void PutFile(const std::wstring& path, std::vector<uint8_t> content);
+    bool FolderExists(const std::wstring& path);
+    // How many times WriteWholeFile succeeded for the path.
+    int WriteCount(const std::wstring& path);
+    // From now on writes of the path fail with the error.
+    void FailWrites(const std::wstring& path, Win32Error error);
+
+private:
+    void PutFoldersAbove(const std::wstring& path);
+
+    const CRefPtr<CSimJournal> m_journal;
+    std::mutex m_mutex;
+    std::set<std::wstring> m_folders;
+    std::map<std::wstring, std::vector<uint8_t>> m_files;
+    std::map<std::wstring, int> m_writeCounts;
+    std::map<std::wstring, Win32Error> m_writeFailures;
+};
+
+}  // namespace qv
