@@ -13,16 +13,26 @@
 #include "platform/platform.h"
 #include "platform/thread_id.h"
 #include "sessions/process_info.h"
+#include "shell/allowed_extension_ids.h"
 #include "shell/arguments.h"
 #include "shell/exit_watcher.h"
 #include "shell/main_loop.h"
 #include "shell/named_mutex.h"
+#include "shell/native_host_registration.h"
 
 namespace qv {
 
 namespace {
 
 std::atomic<uint32_t> g_mainThreadId{0};
+// Written once, on the main thread, before the object graph exists; read by
+// the model on the same thread afterwards.
+std::set<std::string> g_allowedExtensionIds;
+
+// The host's name, and where each browser that is told of it keeps its hosts.
+constexpr const wchar_t* kNativeHostName = L"com.quorvane.contentclassifier";
+constexpr const wchar_t* kChromeHostsRoot = L"SOFTWARE\\Google\\Chrome\\NativeMessagingHosts";
+constexpr const wchar_t* kEdgeHostsRoot = L"SOFTWARE\\Microsoft\\Edge\\NativeMessagingHosts";
 
 // The object graph, built from its single root on the main thread. The
 // members go in the reverse order of their creation: the device manager
@@ -62,6 +72,8 @@ void TraceStart(DBG_TRACE* trace, IPlatform& platform, const std::string& hostPi
 
 uint32_t MainThreadId() { return g_mainThreadId.load(); }
 
+const std::set<std::string>& AllowedExtensionIds() { return g_allowedExtensionIds; }
+
 int RunContentClassifier(const std::vector<std::string>& arguments, const EntryHooks& hooks) {
     g_mainThreadId.store(CurrentThreadId());
     CRefPtr<IPlatform> platform = GetPlatform();
@@ -86,6 +98,12 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
 
     std::string hostPipeName = ArgumentValue(table, kHostPipeNameKey);
     std::vector<std::string> endpointIds = SplitEndpointIds(ArgumentValue(table, kEndpointIdKey));
+
+    // The add-ons that may speak to the native host, from the same template
+    // that the registration writes out; without it both find nothing.
+    g_allowedExtensionIds = ReadAllowedExtensionIds();
+    RegisterNativeHost(kChromeHostsRoot, kNativeHostName);
+    RegisterNativeHost(kEdgeHostsRoot, kNativeHostName);
 
     // The plug-in is optional; without it the rules decide alone.
     LoadContentDiscrimination({});

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,9 @@ class CAudioDeviceManager;
 
 // The id of the main thread, set first thing.
 uint32_t MainThreadId();
+// The ids of the browser add-ons that the manifest template allows, read at
+// the start; empty before that, or when the template is missing.
+const std::set<std::string>& AllowedExtensionIds();
 
 struct EntryHooks {
     // Called once the loop exists and before it turns: main wires the user's

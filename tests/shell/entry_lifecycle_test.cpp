@@ -14,6 +14,10 @@ namespace {
 
 const std::wstring kInstance = kInstanceMutexName;
 const std::wstring kToken = L"{0E71A5C0-5A1E-4C3B-9A7D-6A1B2C3D4E5F}";
+const std::wstring kChromeKey = L"SOFTWARE\\Google\\Chrome\\NativeMessagingHosts\\com.quorvane.contentclassifier";
+const std::wstring kEdgeKey = L"SOFTWARE\\Microsoft\\Edge\\NativeMessagingHosts\\com.quorvane.contentclassifier";
+const std::wstring kManifestFile =
+    L"C:\\Users\\Sim\\AppData\\Local\\Quorvane\\NativeMessaging\\com.quorvane.contentclassifier.json";
 
 class EntryLifecycleTest : public testing::Test {
 protected:
@@ -40,6 +44,17 @@ protected:
             L"System::CoInitializeEx",
             L"System::LookUpNtdllFunctions",
             L"System::MFStartup",
+            // The allowed add-ons, then the host's registration for each
+            // browser (a first start: nothing is there yet).
+            L"Resources::LoadResource 300",
+            L"Resources::LoadResource 300",
+            L"Registry::RegCreateKeyEx " + kChromeKey,
+            L"Files::WriteWholeFile " + kManifestFile,
+            L"Registry::RegSetValueEx",
+            L"Resources::LoadResource 300",
+            L"Registry::RegCreateKeyEx " + kEdgeKey,
+            L"Files::WriteWholeFile " + kManifestFile,
+            L"Registry::RegSetValueEx",
             L"System::CoInitializeEx",
             L"Audio::RegisterEndpointNotificationCallback",
             L"Sync::OpenMutex " + token,
@@ -71,6 +86,7 @@ TEST_F(EntryLifecycleTest, StartsAndStopsInOrderWhenTheStarterReleasesItsToken) 
                           });
     EXPECT_EQ(Journal(), expected);
     EXPECT_FALSE(platform->SimSync->MutexExists(kInstance)) << "the marker goes with the last handle";
+    EXPECT_EQ(AllowedExtensionIds().size(), 5u) << "the template's add-ons are kept for the model";
 }
 
 TEST_F(EntryLifecycleTest, ASecondInstanceEndsWithMinusOneBeforeAnythingIsBroughtUpAndAThirdRunsOnceTheFirstHasDied) {

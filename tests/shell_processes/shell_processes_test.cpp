@@ -2,6 +2,7 @@
 // starter's exit token that ends it when released or when the starter dies,
 // and a token that cannot be opened. The platform is the machine's own.
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,7 +19,6 @@
 #include "platform/win32/windows_api.h"
 #else
 #include <csignal>
-#include <filesystem>
 #include <unistd.h>
 #endif
 
@@ -29,6 +29,8 @@ namespace {
 constexpr const wchar_t* kSuffix = L".exe";
 // GetExitCodeProcess of a process that returned -1.
 constexpr uint32_t kMinusOne = 0xFFFFFFFFu;
+constexpr const wchar_t* kNativeHostName = L"PELTAK64.exe";
+constexpr const wchar_t* kSeparator = L"\\";
 
 void EndByForce(IProcessHandle& process) {
     HANDLE handle = ::OpenProcess(PROCESS_TERMINATE, FALSE, process.ProcessId());
@@ -40,6 +42,8 @@ void EndByForce(IProcessHandle& process) {
 constexpr const wchar_t* kSuffix = L"";
 // The low byte of -1, as the parent sees an exit status.
 constexpr uint32_t kMinusOne = 255;
+constexpr const wchar_t* kNativeHostName = L"PELTAK64";
+constexpr const wchar_t* kSeparator = L"/";
 
 void EndByForce(IProcessHandle& process) { ASSERT_EQ(::kill(static_cast<pid_t>(process.ProcessId()), SIGKILL), 0); }
 
@@ -56,6 +60,8 @@ public:
             std::filesystem::permissions(path, std::filesystem::perms::owner_all);
             ::setenv(name, path.c_str(), 1);
         }
+        // A user who has run Chromium: its folder is where the host goes.
+        std::filesystem::create_directories(m_folder + "/XDG_CONFIG_HOME/chromium");
     }
     ~PrivateUserFolders() {
         std::error_code ignored;
@@ -112,6 +118,29 @@ protected:
     bool InstanceRuns() {
         CRefPtr<INamedMutex> probe;
         return platform->Sync()->OpenMutex(kInstanceMutexName, probe) == 0;
+    }
+
+    // Where the browsers find the host's manifest: the registry names a file
+    // on Windows; on Linux the file in Chromium's own folder is the pointer.
+    std::wstring ManifestPath() {
+        CRefPtr<IFiles> files = platform->Files();
+        std::wstring path;
+        if (files->GetUserConfigFolder(path) == 0) return path + L"/chromium/NativeMessagingHosts/" + kHostFile;
+        EXPECT_EQ(files->GetLocalAppDataFolder(path), 0);
+        return path + L"\\Quorvane\\NativeMessaging\\" + kHostFile;
+    }
+    static constexpr const wchar_t* kHostFile = L"com.quorvane.contentclassifier.json";
+
+    // Runs a classifier to its end: its token is there but nobody holds it,
+    // so it stops as soon as its loop turns, after the whole start.
+    void StartAndStop(const std::wstring& program) {
+        CRefPtr<INamedMutex> unheld;
+        GUID guid{};
+        platform->System()->CoCreateGuid(guid);
+        ASSERT_EQ(platform->Sync()->CreateMutex(GuidToString(guid), false, unheld), 0u);
+        CRefPtr<IProcessHandle> process = Start(program, {L"/exit-mutex-guid=" + GuidToString(guid)});
+        ASSERT_TRUE(process);
+        EXPECT_EQ(ExitCode(*process), 0u);
     }
 
     // A token held by this test, as a starter holds it.
@@ -185,6 +214,43 @@ TEST_F(ShellProcessesTest, ATokenThatCannotBeOpenedEndsTheStartWithMinusOne) {
     ASSERT_TRUE(process);
     EXPECT_EQ(ExitCode(*process), kMinusOne);
     EXPECT_FALSE(InstanceRuns());
+}
+
+TEST_F(ShellProcessesTest, TheFirstStartRegistersTheHostTheNextWritesNothingAndAMovedProgramWritesItsNewPath) {
+    namespace fs = std::filesystem;
+    const fs::path manifest(ManifestPath());
+    std::error_code ignored;
+    fs::remove(manifest, ignored);
+    // The host's path as JSON text: every backslash doubled.
+    auto hostPathAsJson = [](std::wstring folderOfProgram) {
+        std::string text;
+        for (char c : WideToUtf8(folderOfProgram + kNativeHostName))
+            text += c == '\\' ? std::string("\\\\") : std::string(1, c);
+        return "\"path\": \"" + text + "\"";
+    };
+    auto content = [&] {
+        std::vector<uint8_t> bytes;
+        platform->Files()->ReadWholeFile(manifest.wstring(), bytes);
+        return std::string(bytes.begin(), bytes.end());
+    };
+
+    StartAndStop(L"ContentClassifier");
+    ASSERT_TRUE(fs::exists(manifest)) << WideToUtf8(manifest.wstring());
+    EXPECT_NE(content().find(hostPathAsJson(folder)), std::string::npos) << content();
+
+    // Made old, the file shows whether the next start writes it.
+    const auto old = fs::last_write_time(manifest) - std::chrono::hours(24);
+    fs::last_write_time(manifest, old);
+    StartAndStop(L"ContentClassifier");
+    EXPECT_EQ(fs::last_write_time(manifest), old) << "an unchanged installation wrote the manifest again";
+
+    const fs::path moved = fs::path(folder) / "moved";
+    fs::create_directories(moved);
+    const std::wstring program = std::wstring(L"ContentClassifier") + kSuffix;
+    fs::copy_file(fs::path(folder) / program, moved / program, fs::copy_options::overwrite_existing);
+    StartAndStop(std::wstring(L"moved") + kSeparator + L"ContentClassifier");
+    EXPECT_NE(content().find(hostPathAsJson((moved / "").wstring())), std::string::npos) << content();
+    fs::remove_all(moved, ignored);
 }
 
 }  // namespace
