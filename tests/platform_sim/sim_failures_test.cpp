@@ -6,7 +6,7 @@
 
 #include "platform/codes.h"
 #include "platform/sim/sim_platform.h"
-#include "sim_test_doubles.h"
+#include "support/test_doubles.h"
 
 namespace qv::test {
 namespace {

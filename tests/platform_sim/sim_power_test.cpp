@@ -7,7 +7,7 @@
 
 #include "platform/codes.h"
 #include "platform/sim/sim_power.h"
-#include "sim_test_doubles.h"
+#include "support/test_doubles.h"
 #include "support/wait_until.h"
 
 namespace qv::test {
