@@ -25,6 +25,14 @@ void ClassifierTest::TearDown() {
     classifier = nullptr;
     devices = nullptr;
     h.RunPending();
+    // The model lets go of every registration it made on the machine.
+    EXPECT_TRUE(h.RunUntil([&] {
+        std::size_t held = Audio().EndpointClientCount() + Power().RegistrationCount();
+        for (const std::wstring& endpoint : {kSpeakers, kHeadphones, kMicrophone})
+            held += Audio().SessionNotificationCount(endpoint);
+        for (const std::wstring& session : m_sessions) held += Audio().SessionEventsCount(session);
+        return held == 0;
+    })) << "the model still holds registrations on the machine";
     host.Stop();
     for (const HostRecord& record : host.Records()) {
         EXPECT_EQ(record.fault, "") << "the message \"" << record.word << "\" broke the exchange";
@@ -65,6 +73,7 @@ uint32_t ClassifierTest::StartApp(const std::wstring& imagePath, uint32_t parent
 std::wstring ClassifierTest::Play(uint32_t pid, const std::wstring& endpointId) {
     std::wstring id = Audio().AddSession(endpointId, {.processId = pid, .state = AudioSessionStateActive});
     EXPECT_FALSE(id.empty());
+    m_sessions.push_back(id);
     return id;
 }
 

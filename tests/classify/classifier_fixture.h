@@ -92,6 +92,7 @@ protected:
 
 private:
     uint32_t m_nextPid = 4000;
+    std::vector<std::wstring> m_sessions;
     std::vector<CRefPtr<CWebPage>> m_pages;
 };
 

@@ -13,6 +13,7 @@
 #include "devices/suspend_resume_notification_client.h"
 #include "platform/codes.h"
 #include "support/model_fixture.h"
+#include "support/test_doubles.h"
 
 namespace qv::test {
 namespace {
@@ -59,12 +60,6 @@ private:
     std::wstring m_name;
     std::shared_ptr<ReceiverLog> m_log;
 };
-
-// The strong count of an object, read without changing it.
-uint32_t RefCount(IAddReleaseRef* object) {
-    object->AddRef();
-    return object->Release();
-}
 
 // Forwards to the test's loop, and first runs a hook on the posting thread.
 // A client posts from inside its platform callback, so the hook runs there.

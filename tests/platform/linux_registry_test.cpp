@@ -120,24 +120,6 @@ TEST_F(LinuxRegistryTest, HandEditsCountFromTheNextRead) {
     EXPECT_EQ(key->RegQueryValueEx(L"MIRADO", type, data), CRegistryStore::kErrorKeyDeleted);
 }
 
-TEST_F(LinuxRegistryTest, LinkWrittenByHandIsFollowedOrShownAsTheOptionsSay) {
-    std::vector<uint8_t> target = WideToUtf16Le(L"\\REGISTRY\\MACHINE\\Software\\Elsewhere");
-    std::string hex;
-    for (uint8_t b : target) {
-        char two[3];
-        std::snprintf(two, sizeof two, "%02x", b);
-        hex += two;
-    }
-    fs::create_directories(directory);
-    WriteText(directory / "HKEY_LOCAL_MACHINE.json",
-              R"({"Software\\Quorvane\\Logging\\APO": {"SymbolicLinkValue": {"type": 6, "hex": ")" + hex +
-                  R"("}}, "Software\\Elsewhere": {"MIRADO": 1}})");
-    std::vector<uint8_t> data;
-    EXPECT_EQ(Get(LM, L"Software\\Quorvane\\Logging\\APO", L"MIRADO", data), 0u);
-    EXPECT_EQ(Get(LM, L"Software\\Quorvane\\Logging\\APO", L"SymbolicLinkValue", data, kRegOptionOpenLink), 0u);
-    EXPECT_EQ(data, target);
-}
-
 TEST_F(LinuxRegistryTest, MalformedFileReadsAsEmptySaysSoOnceAndIsNeverWrittenOver) {
     fs::create_directories(directory);
     const std::string typo = "{\"Software\\\\Quorvane\": {\"MIRADO\": 1,}}";

@@ -8,7 +8,7 @@
 
 #include "platform/codes.h"
 #include "platform/sim/sim_audio.h"
-#include "sim_test_doubles.h"
+#include "support/test_doubles.h"
 #include "support/wait_until.h"
 
 namespace qv::test {

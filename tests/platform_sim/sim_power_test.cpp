@@ -1,5 +1,4 @@
 // Suspend and resume as the registered callbacks hear them.
-#include <atomic>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -7,8 +6,7 @@
 
 #include "platform/codes.h"
 #include "platform/sim/sim_power.h"
-#include "sim_test_doubles.h"
-#include "support/wait_until.h"
+#include "support/callback_recorders.h"
 
 namespace qv::test {
 namespace {
@@ -45,31 +43,6 @@ TEST_F(SimPower, EachRegistrationHearsSuspendAndResumeInOrderFromAnotherThread) 
     EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4", L"4", L"18", L"10"));
     EXPECT_THAT(callback.Log.Threads(), Each(Ne(std::this_thread::get_id())));
     EXPECT_EQ(power->PowerUnregisterSuspendResumeNotification(second), ERROR_SUCCESS);
-}
-
-TEST_F(SimPower, UnregisteringWaitsForARunningCallbackAndNothingFollowsIt) {
-    Gate gate;
-    callback.During = [&] { gate.Arrive(); };
-    HPOWERNOTIFY registration = 0;
-    ASSERT_EQ(power->PowerRegisterSuspendResumeNotification(&callback, registration), ERROR_SUCCESS);
-    power->Suspend();
-    power->Resume();
-    ASSERT_TRUE(gate.WaitForArrival());
-
-    std::atomic<bool> returned{false};
-    std::thread unregistering([&] {
-        power->PowerUnregisterSuspendResumeNotification(registration);
-        returned = true;
-    });
-    // The registration is gone at once: the unregistration is under way and
-    // now waits for the running callback, which it must not outrun.
-    ASSERT_TRUE(test::WaitUntil([&] { return power->RegistrationCount() == 0u; }));
-    EXPECT_FALSE(returned.load());
-    gate.Open();
-    unregistering.join();
-    ASSERT_TRUE(power->WaitUntilDelivered());
-    EXPECT_THAT(callback.Log.Calls(), ElementsAre(L"4"));
-    EXPECT_EQ(power->RegistrationCount(), 0u);
 }
 
 TEST_F(SimPower, RegistrationCanFailAndUnknownHandlesAreRefused) {

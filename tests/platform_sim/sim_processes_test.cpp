@@ -10,7 +10,7 @@
 
 #include "platform/codes.h"
 #include "platform/sim/sim_platform.h"
-#include "sim_test_doubles.h"
+#include "support/test_doubles.h"
 
 namespace qv::test {
 namespace {
@@ -107,6 +107,9 @@ TEST_F(SimProcesses, TheSnapshotListsRunningProcessesWithParentsAndFileNames) {
                      Field(&ProcessEntry::szExeFile, std::wstring(name)));
     };
     EXPECT_THAT(entries, ElementsAre(entry(100, 0, L"chrome.exe"), entry(104, 100, L"chrome.exe")));
+    processes->FailOnce(L"CreateToolhelp32Snapshot", ERROR_INVALID_FUNCTION);
+    EXPECT_EQ(processes->CreateToolhelp32Snapshot(entries), ERROR_INVALID_FUNCTION);
+    EXPECT_TRUE(entries.empty());
 }
 
 TEST_F(SimProcesses, AWaitCallsBackOnItsOwnThreadWhenTheProcessEndsOrHasEndedOrTheStopEventIsSet) {
@@ -222,28 +225,6 @@ TEST_F(SimProcesses, WithoutAHandlerOrWithAFailureNoChildStarts) {
     child->GetExitCodeProcess(code);
     EXPECT_EQ(code, 2u);
     EXPECT_EQ(runs.load(), 1);
-}
-
-TEST_F(SimProcesses, QueriesFailForTheTargetedProcessOnly) {
-    ASSERT_TRUE(processes->StartProcess(1200, L"C:\\a.exe"));
-    ASSERT_TRUE(processes->StartProcess(1300, L"C:\\b.exe"));
-    processes->Fail(L"GetModuleFileNameEx", ERROR_ACCESS_DENIED, L"1200");
-    processes->FailOnce(L"GetProcessTimes", ERROR_ACCESS_DENIED, L"1300");
-    processes->FailOnce(L"OpenProcess", ERROR_ACCESS_DENIED, L"1300");
-    processes->FailOnce(L"CreateToolhelp32Snapshot", ERROR_INVALID_FUNCTION);
-
-    std::wstring path;
-    FILETIME c, e, k, u;
-    CRefPtr<IProcessHandle> handle;
-    EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, 1300, handle), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(Open(1200)->GetModuleFileNameEx(path), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(Open(1300)->GetModuleFileNameEx(path), ERROR_SUCCESS);
-    EXPECT_EQ(Open(1300)->GetProcessTimes(c, e, k, u), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(Open(1300)->GetProcessTimes(c, e, k, u), ERROR_SUCCESS);
-    std::vector<ProcessEntry> entries{ProcessEntry{}};
-    EXPECT_EQ(processes->CreateToolhelp32Snapshot(entries), ERROR_INVALID_FUNCTION);
-    EXPECT_TRUE(entries.empty());
-    EXPECT_EQ(processes->CallCount(L"OpenProcess", L"1300"), 4u);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <future>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -15,29 +14,13 @@
 #include "platform/thread_id.h"
 #include "sessions/process_info.h"
 #include "support/model_fixture.h"
+#include "support/test_doubles.h"
 
 namespace qv::test {
 namespace {
 
 const std::wstring kSpeakers = L"{0.0.0.00000000}.{speakers}";
 constexpr uint32_t kPlayer = 3000;
-
-// A door that a platform thread waits at: the test learns that it has
-// arrived, and opens the door when it wants the thread to go on.
-class Gate {
-public:
-    void Arrive() {
-        m_arrived.set_value();
-        m_open.get_future().wait();
-    }
-    bool WaitForArrival() { return m_arrivedSeen.wait_for(std::chrono::seconds(10)) == std::future_status::ready; }
-    void Open() { m_open.set_value(); }
-
-private:
-    std::promise<void> m_arrived;
-    std::future<void> m_arrivedSeen = m_arrived.get_future();
-    std::promise<void> m_open;
-};
 
 // The manager's dispatcher. Armed, it holds the first thread other than the
 // main one that posts through it at the gate, inside the post: the poster

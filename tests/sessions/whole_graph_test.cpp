@@ -1,17 +1,14 @@
-// The whole object graph as main builds it: the device manager, a
-// classifier per endpoint with its session managers, the sessions and the
-// shared processes, on a machine with a browser and a call. It has to come
-// down completely, also while the machine is still talking.
+// The whole object graph as main builds it (the device manager, a classifier
+// per endpoint with its session managers, the sessions and the shared
+// processes, on a machine with a browser and a call) has to come down
+// completely while the machine is still talking.
 #include <atomic>
 #include <chrono>
 #include <thread>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "classify/content_classifier.h"
 #include "platform/codes.h"
-#include "sessions/process_info.h"
 #include "support/model_fixture.h"
 
 namespace qv::test {
@@ -49,12 +46,6 @@ protected:
         Settle();
     }
 
-    CContentClassifier* ClassifierOf(const std::wstring& endpointId) {
-        for (const auto& classifier : manager->ContentClassifiers())
-            if (classifier->EndpointId() == endpointId) return classifier.get();
-        return nullptr;
-    }
-
     // True once the model holds no registration of the machine any more.
     bool LetGoOfTheMachine() {
         if (Audio().EndpointClientCount() != 0 || Power().RegistrationCount() != 0) return false;
@@ -68,54 +59,6 @@ protected:
     std::vector<std::wstring> sessions;
     CRefPtr<CAudioDeviceManager> manager;
 };
-
-TEST_F(WholeGraphTest, TheGraphBuiltThroughTheDeviceManagerGoesWithItWhileSessionsPlay) {
-    CContentClassifier* output = ClassifierOf(kSpeakers);
-    ASSERT_TRUE(output);
-    CRefPtr<CAudioSessionManager> outputSessions = output->AudioSessionManager.value();
-    ASSERT_TRUE(outputSessions);
-    EXPECT_EQ(outputSessions->audioSessions.size(), 3u);
-    EXPECT_EQ(outputSessions->activeAudioSessions.size(), 2u);
-    EXPECT_EQ(outputSessions->webBrowserAudioSessions.size(), 1u);
-    ASSERT_EQ(output->captureAudioSessionManagers.size(), 1u);
-    CRefPtr<CAudioSessionManager> captureSessions = output->captureAudioSessionManagers[0];
-    EXPECT_EQ(captureSessions->activeAudioSessions.size(), 1u);
-
-    // The call's process is one object for its output and its microphone,
-    // and it knows that it records.
-    CRefPtr<CAudioSession> call = FindSession(outputSessions->audioSessions, sessions[1]);
-    CRefPtr<CProcessInfo> caller = call->ProcessInfo.value();
-    ASSERT_TRUE(caller);
-    EXPECT_TRUE(caller->IsUsingMic.value());
-    EXPECT_EQ(FindSession(captureSessions->audioSessions, sessions[3])->ProcessInfo.value(), caller);
-    ASSERT_EQ(caller->AudioSessions.size(), 3u);
-
-    CWeakRefPtr<CAudioSessionManager> weakManager(outputSessions);
-    CWeakRefPtr<CAudioSession> weakCall(call);
-    CWeakRefPtr<CAudioDevice> weakDevice(FindDevice(*manager, kSpeakers));
-    outputSessions = nullptr;
-    captureSessions = nullptr;
-    call = nullptr;
-
-    manager = nullptr;
-    EXPECT_TRUE(h.RunUntil([&] { return LetGoOfTheMachine(); }));
-    h.RunPending();
-    EXPECT_FALSE(weakManager.Lock());
-    EXPECT_FALSE(weakCall.Lock());
-    EXPECT_FALSE(weakDevice.Lock());
-    // The process outlives its sessions, but none is left in it, and the
-    // microphone went with the last of them.
-    EXPECT_TRUE(caller->AudioSessions.empty());
-    EXPECT_FALSE(caller->IsUsingMic.value());
-
-    // The watch of its end holds it until the process ends.
-    CWeakRefPtr<CProcessInfo> weakCaller(caller);
-    caller = nullptr;
-    CProcessInfo::ClearCache();
-    ASSERT_TRUE(weakCaller.Lock());
-    ASSERT_TRUE(Processes().ExitProcess(kCaller));
-    EXPECT_TRUE(h.RunUntil([&] { return !weakCaller.Lock(); }));
-}
 
 TEST_F(WholeGraphTest, TheManagerGoesWhileTheMachineIsStillTalking) {
     std::atomic<bool> stop{false};

@@ -1,6 +1,6 @@
-// What the simulated platform's tests add to the shared callback
-// recorders: a strong count read, and a gate that holds a callback until the
-// test lets it go.
+// What tests add to the shared callback recorders: a strong count read, and
+// a gate that holds a callback (or a platform thread) until the test lets it
+// go.
 #pragma once
 
 #include <chrono>
@@ -18,7 +18,7 @@ inline uint32_t RefCount(IAddReleaseRef* object) {
     return object->Release();
 }
 
-// A door that a callback waits at: the test learns that the callback has
+// A door that a callback or a platform thread waits at: the test learns that the callback has
 // arrived, and opens the door when it wants the callback to return.
 class Gate {
 public:
