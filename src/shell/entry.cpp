@@ -140,14 +140,13 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
             return -1;
         }
         // The open succeeded, so the platform has its sync port.
-        exitWatcher.Start(*platform->Sync(), exitMutex->Handle(), mainLoop.Loop());
+        exitWatcher.Start(platform->Sync(), exitMutex->Handle(), mainLoop.Loop());
     }
 
     if (hooks.graphReady) hooks.graphReady(graph.deviceManager.get());
     if (hooks.loopReady) hooks.loopReady(mainLoop.Loop());
     if (TraceEnabled(trace)) DBG_TRACE_Print(trace, L"Entering the message loop.\n");
-    const std::size_t dispatched =
-        mainLoop.Run(exitWatcher.Started() ? std::function<bool()>([&] { return exitWatcher.Ended(); }) : nullptr);
+    const std::size_t dispatched = mainLoop.Run([&] { return exitWatcher.Ended(); });
     if (TraceEnabled(trace)) {
         DBG_TRACE_Print(trace, L"The message loop has ended after %i messages; stopping.\n",
                         static_cast<int>(dispatched));

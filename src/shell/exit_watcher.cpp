@@ -8,12 +8,12 @@ namespace qv {
 
 CExitWatcher::~CExitWatcher() { Stop(); }
 
-void CExitWatcher::Start(ISync& sync, CRefPtr<INamedMutex> exitMutex, CRefPtr<IMessageLoop> mainLoop) {
-    if (m_thread.joinable()) return;
-    m_sync = CRefPtr<ISync>(&sync);
+void CExitWatcher::Start(CRefPtr<ISync> sync, CRefPtr<INamedMutex> exitMutex, CRefPtr<IMessageLoop> mainLoop) {
+    if (m_thread.joinable() || !sync) return;
+    m_sync = std::move(sync);
     m_exitMutex = std::move(exitMutex);
     m_mainLoop = std::move(mainLoop);
-    sync.CreateEvent(m_stopEvent);
+    m_sync->CreateEvent(m_stopEvent);
     m_thread = std::thread([this] { Watch(); });
 }
 

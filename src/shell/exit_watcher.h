@@ -25,14 +25,12 @@ public:
     // mutex handle and does not close it: the mutex's owner does. A failed
     // event is not looked at: the wait then fails at once and the watcher
     // posts the quit message straight away.
-    void Start(ISync& sync, CRefPtr<INamedMutex> exitMutex, CRefPtr<IMessageLoop> mainLoop);
+    void Start(CRefPtr<ISync> sync, CRefPtr<INamedMutex> exitMutex, CRefPtr<IMessageLoop> mainLoop);
 
     // Whether the thread has done its work and ended; the loop asks after each
-    // message in case the quit message was overtaken.
+    // message in case the quit message was overtaken. Never, without an exit
+    // token: then there is neither an event nor a thread, and Stop skips them.
     bool Ended() const { return m_ended.load(); }
-    // Whether Start was called: without an exit token there is neither an
-    // event nor a thread, and the tear-down skips them.
-    bool Started() const { return m_thread.joinable(); }
 
     // Sets the stop event and waits for the thread without a limit. It posts
     // the quit message once more as it goes; the loop is over by then and

@@ -14,9 +14,11 @@ std::optional<std::string> LoadManifestTemplate() {
     if (!resources) return std::nullopt;
     std::vector<uint8_t> bytes;
     if (resources->LoadResource(kManifestTemplateResourceId, kRtRcData, bytes) != ERROR_SUCCESS) return std::nullopt;
-    // The text ends at its first zero byte, as a C string would.
-    const auto end = std::find(bytes.begin(), bytes.end(), uint8_t{0});
-    return std::string(bytes.begin(), end);
+    return TextUpToFirstZero(bytes);
+}
+
+std::string TextUpToFirstZero(const std::vector<uint8_t>& bytes) {
+    return std::string(bytes.begin(), std::find(bytes.begin(), bytes.end(), uint8_t{0}));
 }
 
 }  // namespace qv

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace qv {
 
@@ -14,5 +15,8 @@ inline constexpr uint32_t kManifestTemplateResourceId = 300;
 // The template's text up to its first zero byte, through the resources port;
 // nothing when the platform has no resources or the load fails.
 std::optional<std::string> LoadManifestTemplate();
+
+// Bytes read as a C string would read them: up to the first zero byte.
+std::string TextUpToFirstZero(const std::vector<uint8_t>& bytes);
 
 }  // namespace qv

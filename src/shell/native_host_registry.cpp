@@ -5,15 +5,11 @@
 
 #include "core/text.h"
 #include "platform/codes.h"
+#include "shell/manifest_template.h"
 
 namespace qv {
 
 namespace {
-
-// The text up to the first zero byte.
-std::vector<uint8_t> UpToFirstZero(const std::vector<uint8_t>& bytes) {
-    return {bytes.begin(), std::find(bytes.begin(), bytes.end(), uint8_t{0})};
-}
 
 // The default value of the key as a path: REG_SZ of at most
 // kMaxManifestPathValueBytes, up to its terminator.
@@ -35,7 +31,7 @@ bool AlreadyRegistered(IRegistryKey& key, IFiles& files, const std::wstring& man
     if (!ReadDefaultValue(key, named) || named != manifestPath) return false;
     std::vector<uint8_t> content;
     if (files.ReadWholeFile(named, content) != ERROR_SUCCESS) return false;
-    return UpToFirstZero(content) == std::vector<uint8_t>(manifest.begin(), manifest.end());
+    return TextUpToFirstZero(content) == manifest;
 }
 
 }  // namespace
