@@ -237,6 +237,20 @@ TEST_F(ShellProcessesTest, TheFirstStartRegistersTheHostTheNextWritesNothingAndA
     StartAndStop(L"ContentClassifier");
     ASSERT_TRUE(fs::exists(manifest)) << WideToUtf8(manifest.wstring());
     EXPECT_NE(content().find(hostPathAsJson(folder)), std::string::npos) << content();
+#ifdef _WIN32
+    // Each browser's key names the file.
+    for (const wchar_t* root : {L"SOFTWARE\\Google\\Chrome", L"SOFTWARE\\Microsoft\\Edge"}) {
+        CRefPtr<IRegistryKey> key;
+        ASSERT_EQ(platform->Registry()->RegOpenKeyEx(
+                      RegistryRoot::CurrentUser,
+                      std::wstring(root) + L"\\NativeMessagingHosts\\com.quorvane.contentclassifier", 0, kKeyRead, key),
+                  0u);
+        uint32_t type = 0;
+        std::vector<uint8_t> value;
+        ASSERT_EQ(key->RegQueryValueEx(L"", type, value), 0u);
+        EXPECT_EQ(Utf16LeToWide(value.data(), value.size()), manifest.wstring() + L'\0');
+    }
+#endif
 
     // Made old, the file shows whether the next start writes it.
     const auto old = fs::last_write_time(manifest) - std::chrono::hours(24);

@@ -1,7 +1,7 @@
-// Registering the native host in Wine's real registry and local application
-// data, under a root and a host name that no other run uses: the manifest
-// and the value are written once, not again when they already say the same,
-// and never through a link key.
+// Registering the native host in Wine's real registry, under a root and a
+// host name that no other run uses: never through a link key. (That the
+// manifest and its value are written once, and again for a moved program,
+// is told between real processes by tests/shell_processes.)
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,8 +12,6 @@
 #include "platform/win32/windows_api.h"
 // After <windows.h>, which it needs.
 #include <sddl.h>
-#include "shell/manifest_template.h"
-#include "shell/native_host_path.h"
 #include "shell/native_host_registration.h"
 #include "win32_ports_support.h"
 
@@ -22,12 +20,6 @@ namespace {
 
 using test::UniqueName;
 using test::Win32Platform;
-
-std::wstring ProgramPath() {
-    std::vector<wchar_t> path(32768);
-    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    return {path.begin(), path.end()};
-}
 
 std::wstring LocalAppData() {
     std::wstring folder;
@@ -43,18 +35,6 @@ std::optional<std::wstring> DefaultValue(const std::wstring& keyPath) {
         ERROR_SUCCESS)
         return std::nullopt;
     return std::wstring(value);
-}
-
-std::optional<std::string> ReadFile(const std::wstring& path) {
-    std::vector<uint8_t> content;
-    if (Win32Platform()->Files()->ReadWholeFile(path, content) != 0) return std::nullopt;
-    return std::string(content.begin(), content.end());
-}
-
-::FILETIME LastWrite(const std::wstring& path) {
-    WIN32_FILE_ATTRIBUTE_DATA data{};
-    EXPECT_TRUE(::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data));
-    return data.ftLastWriteTime;
 }
 
 // "\REGISTRY\USER\<sid>": where HKEY_CURRENT_USER is in the kernel's names,
@@ -88,37 +68,6 @@ protected:
     const std::wstring keyPath = root + L"\\" + host;
     const std::wstring manifestPath = LocalAppData() + L"\\Quorvane\\NativeMessaging\\" + host + L".json";
 };
-
-TEST_F(Win32NativeHostRegistrationTest, TheManifestAndItsValueAreWrittenOnceAndNotRewritten) {
-    RegisterNativeHost(root, host);
-
-    std::wstring hostPath = ProgramPath();
-    hostPath = hostPath.substr(0, hostPath.find_last_of(L'\\') + 1) + L"PELTAK64.exe";
-    std::string inJson;
-    for (char c : WideToUtf8(hostPath)) inJson += c == '\\' ? std::string("\\\\") : std::string(1, c);
-    EXPECT_EQ(ReadFile(manifestPath), FillManifestTemplate(*LoadManifestTemplate(), inJson));
-    EXPECT_EQ(DefaultValue(keyPath), manifestPath);
-    // The registry way is taken because Windows has no user config folder.
-    std::wstring folder;
-    EXPECT_EQ(Win32Platform()->Files()->GetUserConfigFolder(folder), static_cast<Win32Error>(ERROR_NOT_SUPPORTED));
-    uint32_t attributes = 0;
-    EXPECT_EQ(Win32Platform()->Files()->GetFileAttributes(manifestPath, attributes), 0u);
-    EXPECT_EQ(attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT), 0u);
-
-    // An old time stamp shows any write, however soon it comes.
-    {
-        HANDLE file = ::CreateFileW(manifestPath.c_str(), FILE_WRITE_ATTRIBUTES, FILE_SHARE_READ, nullptr,
-                                    OPEN_EXISTING, 0, nullptr);
-        ASSERT_NE(file, INVALID_HANDLE_VALUE);
-        const ::FILETIME old{0, 0x01000000};  // long ago
-        EXPECT_TRUE(::SetFileTime(file, nullptr, nullptr, &old));
-        ::CloseHandle(file);
-    }
-    const ::FILETIME before = LastWrite(manifestPath);
-    RegisterNativeHost(root, host);
-    const ::FILETIME after = LastWrite(manifestPath);
-    EXPECT_EQ(::CompareFileTime(&before, &after), 0) << "rewritten although it said the same";
-}
 
 TEST_F(Win32NativeHostRegistrationTest, ALinkKeyIsNotWrittenThrough) {
     const std::wstring target = base + L"\\Target";
