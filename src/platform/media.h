@@ -30,6 +30,23 @@ enum class MediaTypeValue : uint32_t {
     AudioFormatPCM,  // MFAudioFormat_PCM
 };
 
+// The presentation attributes that the system reads.
+enum class PresentationAttribute : uint32_t {
+    Duration,  // MF_PD_DURATION: VT_UI8, 100-ns units
+};
+
+// A PROPVARIANT as far as the system reads one: its type and, for the
+// integer types, its value. Plain data, so there is nothing to clear.
+inline constexpr uint16_t kVtEmpty = 0;   // VT_EMPTY
+inline constexpr uint16_t kVtI4 = 3;      // VT_I4
+inline constexpr uint16_t kVtI8 = 20;     // VT_I8
+inline constexpr uint16_t kVtUI4 = 19;    // VT_UI4
+inline constexpr uint16_t kVtUI8 = 21;    // VT_UI8
+struct MediaPropVariant {
+    uint16_t vt = kVtEmpty;
+    int64_t value = 0;  // the bits of the integer, whatever its type
+};
+
 struct IMFMediaType : virtual IAddReleaseRef {
     virtual HRESULT SetGUID(MediaAttribute key, MediaTypeValue value) = 0;
     virtual HRESULT GetUINT32(MediaAttribute key, uint32_t& value) = 0;
@@ -49,9 +66,9 @@ struct IMFSourceReader : virtual IAddReleaseRef {
     virtual HRESULT SetStreamSelection(uint32_t stream, bool selected) = 0;
     virtual HRESULT SetCurrentMediaType(uint32_t stream, IMFMediaType* type) = 0;
     virtual HRESULT GetCurrentMediaType(uint32_t stream, CRefPtr<IMFMediaType>& type) = 0;
-    // GetPresentationAttribute(MF_SOURCE_READER_MEDIASOURCE, MF_PD_DURATION)
-    // with PropVariantToInt64: the duration in 100-ns units.
-    virtual HRESULT GetDuration(int64_t& duration100ns) = 0;
+    // GetPresentationAttribute(MF_SOURCE_READER_MEDIASOURCE, key): the
+    // value copied out of the PROPVARIANT, which is cleared before return.
+    virtual HRESULT GetPresentationAttribute(uint32_t stream, PresentationAttribute key, MediaPropVariant& value) = 0;
     // ReadSample with no control flags. A null sample with flags is a gap
     // or the end.
     virtual HRESULT ReadSample(uint32_t stream, uint32_t& streamFlags, CRefPtr<IMFSample>& sample) = 0;
@@ -60,6 +77,9 @@ struct IMFSourceReader : virtual IAddReleaseRef {
 struct IMediaFoundation : virtual IAddReleaseRef {
     virtual HRESULT MFCreateSourceReaderFromURL(const std::wstring& url, CRefPtr<IMFSourceReader>& reader) = 0;
     virtual HRESULT MFCreateMediaType(CRefPtr<IMFMediaType>& type) = 0;
+    // PropVariantToInt64: the value as a signed 64-bit number, or the
+    // failure that the conversion gives for the type.
+    virtual HRESULT PropVariantToInt64(const MediaPropVariant& value, int64_t& result) = 0;
 };
 
 }  // namespace qv
