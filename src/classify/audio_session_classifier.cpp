@@ -1,8 +1,7 @@
 #include "classify/audio_session_classifier.h"
 
-#include <set>
-
 #include "classify/content_classifier_log.h"
+#include "classify/media_file_extensions.h"
 #include "classify/sample_analysis.h"
 #include "core/path.h"
 #include "core/text.h"
@@ -31,19 +30,6 @@ const NameRule kNameRules[] = {
     {L"wmplayer", {CategoryMusic, 0.8f, 20, SourceSessionRules}},
 };
 
-const std::set<std::wstring>& VideoFileExtensions() {
-    static const std::set<std::wstring> set{L"mp4",  L"avi", L"wmv",  L"mov",  L"fla",  L"mpeg3", L"mpg",
-                                            L"m4v",  L"m4a", L"mp4v", L"m2ts", L"ec3",  L"3g2",   L"3gp2",
-                                            L"3gp",  L"3gpp", L"ac3", L"asf",  L"wm",   L"webm"};
-    return set;
-}
-
-const std::set<std::wstring>& AudioFileExtensions() {
-    static const std::set<std::wstring> set{L"wav", L"wave", L"mp3",  L"wma", L"aac",  L"falc", L"aif",
-                                            L"mp1", L"mp2",  L"adt",  L"adts", L"aiff", L"aifc"};
-    return set;
-}
-
 const CClassification kVoice{CategoryVoice, 1.0f, 30, SourceSessionRules};
 
 }  // namespace
@@ -63,12 +49,12 @@ bool ClassifyByFileExtension(const std::wstring& path, CClassification& result) 
     if (!SplitPath(path, parts)) return false;
     std::wstring extension = parts.extension;
     if (!extension.empty() && extension.front() == L'.') extension.erase(0, 1);
-    extension = ToLowerWide(extension);
-    if (VideoFileExtensions().contains(extension)) {
+    const MediaFileKind kind = MediaFileKindOfExtension(extension);
+    if (kind == MediaFileKind::Video) {
         result = {CategoryMovie, 0.8f, 10, SourceLocalAnalysis};
         return true;
     }
-    if (AudioFileExtensions().contains(extension)) {
+    if (kind == MediaFileKind::Audio) {
         result = {CategoryMusic, 0.8f, 20, SourceLocalAnalysis};
         return true;
     }
