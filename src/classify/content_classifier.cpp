@@ -263,6 +263,7 @@ void CContentClassifier::activeAudioSessions_ItemAdded(const CRefPtr<CAudioSessi
 void CContentClassifier::activeAudioSessions_ItemRemoved(const CRefPtr<CAudioSession>& session, int32_t) {
     QV_TRACE_SCOPE(L"CContentClassifier::activeAudioSessions_ItemRemoved", PointerArgument(session.get()));
     Trace(L"Audio session deactivated at: %s\n", session->EndpointId());
+    session->CancelPostedUpdateProcessOpenedMediaFiles();
     session->OpenedMediaFilePath.Unsubscribe(this, activeAudioSessionOpenedMediaFilePath_Handlers());
     session->ProcessInfo.Unsubscribe(this, activeAudioSessionProcessInfo_Handlers());
     session->AudioStreamBasicInfo.Unsubscribe(this, activeAudioSessionAudioStreamBasicInfo_Handlers());

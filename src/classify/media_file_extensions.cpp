@@ -9,8 +9,8 @@ namespace qv {
 namespace {
 
 constexpr std::array<std::wstring_view, 20> kVideoFileExtensions{
-    L"mp4", L"avi", L"wmv",  L"mov", L"fla", L"mpeg3", L"mpg", L"m4v", L"m4a", L"mp4v", L"m2ts",
-    L"ec3", L"3g2", L"3gp2", L"3gp", L"3gpp", L"ac3",  L"asf", L"wm",  L"webm"};
+    L"mp4",  L"avi", L"wmv", L"mov",  L"fla", L"mpeg3", L"mpg", L"m4v", L"m4a", L"mp4v",
+    L"m2ts", L"ec3", L"3g2", L"3gp2", L"3gp", L"3gpp",  L"ac3", L"asf", L"wm",  L"webm"};
 
 // "falc" is how the list has always spelled it; a real .flac file is
 // therefore neither video nor audio here.

@@ -46,6 +46,8 @@ inline constexpr Win32Error ERROR_NOT_SUPPORTED = 50;
 inline constexpr Win32Error ERROR_ALREADY_EXISTS = 183;
 inline constexpr Win32Error ERROR_RESOURCE_TYPE_NOT_FOUND = 1813;
 inline constexpr Win32Error ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
+inline constexpr Win32Error ERROR_NEGATIVE_SEEK = 131;
+inline constexpr Win32Error ERROR_DIRECTORY = 267;
 
 // GetFileAttributesW's answers.
 inline constexpr uint32_t INVALID_FILE_ATTRIBUTES = 0xFFFFFFFFu;

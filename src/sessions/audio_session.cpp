@@ -35,6 +35,8 @@ CAudioSession::CAudioSession(const std::wstring& endpointId, const CRefPtr<IAudi
         Trace(L"Failed to receive session control interface (2) with error code %i.\n", hr);
     else
         AudioSessionControl2.set(control2);
+    // For every session, whatever its process.
+    CreateInteropFile();
     AudioSessionManager.Subscribe(this, AudioSessionManager_Handlers());
 }
 
@@ -327,12 +329,18 @@ void CAudioSession::CAudioSession_ProcessInfoChanged(void*, CallbackCallReason) 
         BelongsToBrowser.set(true);
     else if (process->ImageFileName == L"msedge.exe")
         BelongsToBrowser.set(true);
+    PostUpdateProcessOpenedMediaFiles(std::chrono::milliseconds(100));
+    // Changed lists only; both handlers run at once.
+    ProcessOpenedMediaFiles.AddChangedHandler({this, nullptr, ProcessOpenedMediaFiles_Handlers().changed});
+    OpenedMediaFilePath.AddChangedHandler({this, nullptr, OpenedMediaFilePath_Handlers().changed});
 }
 
 void CAudioSession::CAudioSession_ProcessInfoChanging(void*, CallbackCallReason) {
     QV_TRACE_SCOPE(L"CAudioSession::ProcessInfo_Changing", PointerArgument(ProcessInfo->get()));
     CProcessInfo* process = ProcessInfo->get();
     if (!process) return;
+    ProcessOpenedMediaFiles.RemoveChangedHandler({this, nullptr, ProcessOpenedMediaFiles_Handlers().changed});
+    OpenedMediaFilePath.RemoveChangedHandler({this, nullptr, OpenedMediaFilePath_Handlers().changed});
     process->AudioSessions.Remove(CWeakRefPtr<CAudioSession>(this));
     BelongsToBrowser.set(false);
     // What the file told stays: stream facts, video flag and samples keep

@@ -7,6 +7,7 @@
 // state, its process; clearing it takes everything down from the top.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -16,6 +17,7 @@
 #include "core/common_base.h"
 #include "devices/audio_device.h"
 #include "platform/audio.h"
+#include "platform/files.h"
 #include "sessions/audio_session_callbacks.h"
 #include "sessions/audio_stream_basic_info.h"
 #include "sessions/process_info.h"
@@ -41,10 +43,27 @@ public:
 
     const std::wstring& EndpointId() const { return m_endpointId; }
 
+    // The lister of the player's open files runs four times: after the first
+    // delay, then each time 200 ms after the run before has ended. A new
+    // start cancels the runs still pending.
+    void PostUpdateProcessOpenedMediaFiles(std::chrono::milliseconds firstDelay);
+    void CancelPostedUpdateProcessOpenedMediaFiles();
+    // One run: ProcessOpenedMediaFiles becomes the lister's answer, or null
+    // when the process is no known player or the lister fails.
+    void UpdateProcessOpenedMediaFiles();
+    void UpdateOpenedMediaFilePathAndIsVideo();
+
 private:
     std::wstring m_endpointId;
     CRefPtr<IAudioSessionControl> m_control;  // kept for the life of the object
     CWeakRefPtr<CAsyncAction> PostedDeviceResetAction;
+    CWeakRefPtr<CAsyncAction> PostedMediaFilesUpdateAction;
+    // The temporary file through which the lister answers, made with the
+    // session and gone with it (delete-on-close). Null when it could not be
+    // made: the lister is then never run.
+    CRefPtr<IFile> InteropFileHandle;
+    std::string InteropFilePathNarrow;
+    std::wstring InteropFilePathWide;
 
 public:
     // Cookie of the latest lookup of ProcessInfo: an exit of a process that a
@@ -53,7 +72,7 @@ public:
 
     observable_property<CAudioSession, CRefPtr<CAudioSessionEvents>> AudioSessionEvents{this, "AudioSessionEvents"};
     observable_property<CAudioSession, CWeakRefPtr<CAudioSessionManager>> AudioSessionManager{this,
-                                                                                            "AudioSessionManager"};
+                                                                                              "AudioSessionManager"};
     observable_property<CAudioSession, CRefPtr<CAudioDevice>> AudioDevice{this, "AudioDevice"};
     observable_property<CAudioSession, uint32_t> SourceProcessID{this, "SourceProcessID"};
     // Set by the ancestor walk; nothing clears it.
@@ -64,9 +83,9 @@ public:
     observable_property<CAudioSession, CRefPtr<CAudioSessionClassifier>> AudioSessionClassifier{
         this, "AudioSessionClassifier"};
     observable_property<CAudioSession, CRefPtr<IAudioSessionControl2>> AudioSessionControl2{this,
-                                                                                          "AudioSessionControl2"};
+                                                                                            "AudioSessionControl2"};
     observable_property<CAudioSession, bool> RegisteredAudioSessionNotification{this,
-                                                                               "RegisteredAudioSessionNotification"};
+                                                                                "RegisteredAudioSessionNotification"};
     observable_property<CAudioSession, bool> IsSystemSound{this, "IsSystemSound"};
     observable_property<CAudioSession, bool> BelongsToBrowser{this, "BelongsToBrowser"};
     observable_property<CAudioSession, std::string> InstanceIdentifier{this, "InstanceIdentifier"};
@@ -109,8 +128,8 @@ private:
     QV_PROPERTY_HOOKS(GroupingParam)
     QV_PROPERTY_HANDLERS(CAudioSession, State)
     QV_PROPERTY_HANDLERS(CAudioSession, ProcessInfo)
-    QV_PROPERTY_HOOKS(ProcessOpenedMediaFiles)
-    QV_PROPERTY_HOOKS(OpenedMediaFilePath)
+    QV_PROPERTY_HANDLERS(CAudioSession, ProcessOpenedMediaFiles)
+    QV_PROPERTY_HANDLERS(CAudioSession, OpenedMediaFilePath)
     QV_PROPERTY_HOOKS(SampleBuffer)
     QV_PROPERTY_HANDLERS(CAudioSession, AudioSessionManagerAudioDevice)
     QV_PROPERTY_HANDLERS(CAudioSession, AudioDeviceDataFlow)
@@ -123,6 +142,13 @@ private:
     // Removes this session from its manager in a later dispatch.
     void PostedSessionRemoval();
     void PostDeviceReset();
+    void CreateInteropFile();
+    // The lister's run and its answer read back.
+    CRefPtr<CProcessOpenedMediaFiles> ListProcessOpenedMediaFiles();
+    static CAsyncAction::Function MediaFilesUpdateRun(CWeakRefPtr<CAudioSession> weakSession,
+                                                      CRefPtr<CAudioSessionManager> manager,
+                                                      std::chrono::milliseconds repeatDelay,
+                                                      std::shared_ptr<int> runsLeft);
 };
 
 }  // namespace qv

@@ -104,8 +104,7 @@ bool DecodeInteropBody(std::span<const uint8_t> body, OpenedMediaFileLists& list
         problem = "the reserved bytes lie beyond the end";
         return false;
     }
-    if (ReadList(reader, lists.video, "video", problem) && ReadList(reader, lists.audio, "audio", problem))
-        return true;
+    if (ReadList(reader, lists.video, "video", problem) && ReadList(reader, lists.audio, "audio", problem)) return true;
     lists = {};
     return false;
 }

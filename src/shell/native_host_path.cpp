@@ -1,5 +1,9 @@
 #include "shell/native_host_path.h"
 
+#include "core/text.h"
+#include "platform/codes.h"
+#include "platform/platform.h"
+
 namespace qv {
 
 namespace {
@@ -10,6 +14,13 @@ constexpr std::size_t kFolderBufferChars = 256;
 constexpr const char* kHostPathPlaceholder = "${NativeHostExePath}";
 
 }  // namespace
+
+std::optional<std::string> ProgramPath(IPlatform& platform) {
+    CRefPtr<ISystem> system = platform.System();
+    std::wstring path;
+    if (!system || system->GetModuleFileName(path) != ERROR_SUCCESS || path.empty()) return std::nullopt;
+    return WideToUtf8(path);
+}
 
 std::string ProgramDriveAndFolder(const std::string& programPath) {
     const std::size_t driveLength = programPath.size() >= 2 && programPath[1] == ':' ? 2 : 0;

@@ -17,6 +17,13 @@ struct NativeHostLayout {
 inline constexpr NativeHostLayout kWindowsNativeHost{"PELTAK64.exe", '\\'};
 inline constexpr NativeHostLayout kLinuxNativeHost{"PELTAK64", '/'};
 
+struct IPlatform;
+
+// The running program's path as UTF-8 (on Windows too, where UTF-8 names the
+// same file and keeps the characters that the code page lacks); nothing when
+// the platform cannot tell it.
+std::optional<std::string> ProgramPath(IPlatform& platform);
+
 // The drive and folder of the program's path as _splitpath_s splits them
 // (either slash separates), joined. Empty when the folder does not fit the
 // 256-character buffer that the split is given, as when the split fails.

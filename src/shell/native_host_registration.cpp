@@ -12,20 +12,6 @@
 
 namespace qv {
 
-namespace {
-
-// The program's path as UTF-8, on Windows too, where the ANSI code page is
-// the usual narrow text: UTF-8 names the same file on every platform and
-// keeps the characters that the code page lacks.
-std::optional<std::string> ProgramPath(IPlatform& platform) {
-    CRefPtr<ISystem> system = platform.System();
-    std::wstring path;
-    if (!system || system->GetModuleFileName(path) != ERROR_SUCCESS || path.empty()) return std::nullopt;
-    return WideToUtf8(path);
-}
-
-}  // namespace
-
 void RegisterNativeHost(std::wstring registryRoot, std::wstring hostName) {
     CRefPtr<IPlatform> platform = GetPlatform();
     if (!platform) return;

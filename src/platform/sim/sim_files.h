@@ -2,7 +2,9 @@
 // Windows-like local application data folder. A test reads and puts files,
 // counts the writes of a path and makes writes fail. The machine is
 // Windows-like, so it has no user configuration folder: the registry points
-// the browsers at the manifest. Temporary files are not simulated.
+// the browsers at the manifest. Temporary files live in a Temp folder below
+// the local application data; one made delete-on-close goes when its last
+// handle does, and a simulated child may write it by path meanwhile.
 #pragma once
 
 #include <map>
@@ -13,6 +15,7 @@
 #include <vector>
 
 #include "platform/files.h"
+#include "platform/sim/sim_failures.h"
 #include "platform/sim/sim_journal.h"
 
 namespace qv {
@@ -23,7 +26,9 @@ public:
 
     explicit CSimFiles(CRefPtr<CSimJournal> journal);
 
-    // ERROR_CALL_NOT_IMPLEMENTED, said once on standard error.
+    static constexpr const wchar_t* kTempFolder = L"C:\\Users\\Sim\\AppData\\Local\\Temp";
+
+    // Each of the three can be made to fail through Failures().
     Win32Error GetTempPath(std::string& path) override;
     Win32Error GetTempFileName(const std::string& folder, std::string& path) override;
     Win32Error CreateTemporaryFile(const std::string& path, CRefPtr<IFile>& file) override;
@@ -47,6 +52,13 @@ public:
     int WriteCount(const std::wstring& path);
     // From now on writes of the path fail with the error.
     void FailWrites(const std::wstring& path, Win32Error error);
+    // Failures of GetTempPathA, GetTempFileNameA and CreateFileA.
+    CSimFailures& Failures() { return m_failures; }
+
+    // The open file's reads and writes, at a position of the caller's.
+    Win32Error ReadAt(const std::wstring& path, uint64_t position, void* data, uint32_t size, uint32_t& read);
+    Win32Error WriteAt(const std::wstring& path, uint64_t position, const void* data, uint32_t size);
+    void Remove(const std::wstring& path);
 
 private:
     void PutFoldersAbove(const std::wstring& path);
@@ -57,6 +69,8 @@ private:
     std::map<std::wstring, std::vector<uint8_t>> m_files;
     std::map<std::wstring, int> m_writeCounts;
     std::map<std::wstring, Win32Error> m_writeFailures;
+    uint32_t m_nextTempNumber = 1;
+    CSimFailures m_failures{L"GetTempPathA", L"GetTempFileNameA", L"CreateFileA"};
 };
 
 }  // namespace qv

@@ -17,6 +17,7 @@ CSimPlatform::CSimPlatform()
       SimRegistry(MakeRef<CSimRegistry>(SimJournal)),
       SimFiles(MakeRef<CSimFiles>(SimJournal)),
       SimResources(MakeRef<CSimResources>(SimJournal)),
+      SimMedia(MakeRef<CSimMedia>()),
       m_native(CreateNativePlatform()) {}
 
 CSimPlatform::~CSimPlatform() {
@@ -42,7 +43,7 @@ CRefPtr<IPower> CSimPlatform::Power() { return SimPower; }
 CRefPtr<IProcesses> CSimPlatform::Processes() { return SimProcesses; }
 CRefPtr<IFiles> CSimPlatform::Files() { return SimFiles; }
 CRefPtr<IResources> CSimPlatform::Resources() { return SimResources; }
-CRefPtr<IMediaFoundation> CSimPlatform::Media() { return ReportPortUnavailable(Name(), L"media"); }
+CRefPtr<IMediaFoundation> CSimPlatform::Media() { return SimMedia; }
 CRefPtr<IHttp> CSimPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CSimPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CSimPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }

@@ -9,6 +9,7 @@
 #include "platform/sim/sim_audio.h"
 #include "platform/sim/sim_debug_output.h"
 #include "platform/sim/sim_files.h"
+#include "platform/sim/sim_media.h"
 #include "platform/sim/sim_power.h"
 #include "platform/sim/sim_processes.h"
 #include "platform/sim/sim_registry.h"
@@ -54,6 +55,7 @@ public:
     const CRefPtr<CSimRegistry> SimRegistry;
     const CRefPtr<CSimFiles> SimFiles;
     const CRefPtr<CSimResources> SimResources;
+    const CRefPtr<CSimMedia> SimMedia;
 
 private:
     CRefPtr<IPlatform> m_native;  // for what stays real: pipes
