@@ -21,7 +21,7 @@ using test::Win32Platform;
 constexpr uint32_t kRate = 44100;
 constexpr size_t kComparedBytes = 8 * kRate * 2 * 2;  // eight seconds of 16-bit stereo
 
-// A WAV of nine seconds of 16-bit stereo, whose data part is `pcm`. Every
+// A WAV of nine seconds of 16-bit stereo, whose sound is `pcm`. Every
 // sample differs from its neighbours, so that a lost, repeated or swapped
 // block shows.
 std::vector<uint8_t> NineSecondWav(std::vector<uint8_t>& pcm) {
