@@ -5,6 +5,7 @@
 
 #include "platform/win32/win32_com_apartment.h"
 #include "platform/win32/win32_media_reader.h"
+#include "platform/win32/win32_wrap.h"
 
 namespace qv {
 
@@ -36,25 +37,15 @@ bool ToWindowsPropVariant(const MediaPropVariant& value, ::PROPVARIANT& result) 
 }
 
 HRESULT CWin32MediaFoundation::MFCreateSourceReaderFromURL(const std::wstring& url, CRefPtr<IMFSourceReader>& reader) {
-    reader = nullptr;
     // The decoder may run on a thread of its own, which COM must know.
     EnsureComOnThisThread();
-    CRefPtr<::IMFSourceReader> created;
-    HRESULT hr = ::MFCreateSourceReaderFromURL(url.c_str(), nullptr, created.put());
-    if (FAILED(hr)) return hr;
-    if (!created) return E_POINTER;
-    reader = MakeRef<CWin32SourceReader>(std::move(created));
-    return hr;
+    return WrapNewObject<CWin32SourceReader, ::IMFSourceReader>(reader, [&](::IMFSourceReader** created) {
+        return ::MFCreateSourceReaderFromURL(url.c_str(), nullptr, created);
+    });
 }
 
 HRESULT CWin32MediaFoundation::MFCreateMediaType(CRefPtr<IMFMediaType>& type) {
-    type = nullptr;
-    CRefPtr<::IMFMediaType> created;
-    HRESULT hr = ::MFCreateMediaType(created.put());
-    if (FAILED(hr)) return hr;
-    if (!created) return E_POINTER;
-    type = MakeRef<CWin32MediaType>(std::move(created));
-    return hr;
+    return WrapNewObject<CWin32MediaType, ::IMFMediaType>(type, ::MFCreateMediaType);
 }
 
 HRESULT CWin32MediaFoundation::PropVariantToInt64(const MediaPropVariant& value, int64_t& result) {

@@ -4,6 +4,7 @@
 
 #include "platform/win32/win32_media.h"
 #include "platform/win32/win32_prop_variant.h"
+#include "platform/win32/win32_wrap.h"
 
 namespace qv {
 
@@ -81,13 +82,8 @@ HRESULT CWin32MediaBuffer::Unlock() {
 }
 
 HRESULT CWin32Sample::ConvertToContiguousBuffer(CRefPtr<IMFMediaBuffer>& buffer) {
-    buffer = nullptr;
-    CRefPtr<::IMFMediaBuffer> contiguous;
-    HRESULT hr = m_sample->ConvertToContiguousBuffer(contiguous.put());
-    if (FAILED(hr)) return hr;
-    if (!contiguous) return E_POINTER;
-    buffer = MakeRef<CWin32MediaBuffer>(std::move(contiguous));
-    return hr;
+    return WrapNewObject<CWin32MediaBuffer, ::IMFMediaBuffer>(
+        buffer, [&](::IMFMediaBuffer** contiguous) { return m_sample->ConvertToContiguousBuffer(contiguous); });
 }
 
 // ---- Source reader
@@ -104,13 +100,8 @@ HRESULT CWin32SourceReader::SetCurrentMediaType(uint32_t stream, IMFMediaType* t
 }
 
 HRESULT CWin32SourceReader::GetCurrentMediaType(uint32_t stream, CRefPtr<IMFMediaType>& type) {
-    type = nullptr;
-    CRefPtr<::IMFMediaType> current;
-    HRESULT hr = m_reader->GetCurrentMediaType(stream, current.put());
-    if (FAILED(hr)) return hr;
-    if (!current) return E_POINTER;
-    type = MakeRef<CWin32MediaType>(std::move(current));
-    return hr;
+    return WrapNewObject<CWin32MediaType, ::IMFMediaType>(
+        type, [&](::IMFMediaType** current) { return m_reader->GetCurrentMediaType(stream, current); });
 }
 
 HRESULT CWin32SourceReader::GetPresentationAttribute(uint32_t stream, PresentationAttribute key,
