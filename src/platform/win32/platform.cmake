@@ -4,5 +4,6 @@ target_link_libraries(qv_platform_native PUBLIC ole32)
 # Core Audio and COM (ole32: CoCreateInstance, CoTaskMemFree,
 # PropVariantClear), power events (powrprof), the mutexes' security
 # (advapi32), the known folders (shell32; their ids are in uuid), Media
-# Foundation's start (mfplat).
-target_link_libraries(qv_platform_native PUBLIC ole32 uuid powrprof advapi32 shell32 mfplat)
+# Foundation (mfplat; the source reader in mfreadwrite, the attribute and
+# format ids in mfuuid) and the variant conversions (propsys).
+target_link_libraries(qv_platform_native PUBLIC ole32 uuid powrprof advapi32 shell32 mfplat mfreadwrite mfuuid propsys)

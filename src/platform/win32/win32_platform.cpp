@@ -4,6 +4,7 @@
 #include "platform/win32/win32_debug_output.h"
 #include "platform/win32/win32_device_enumerator.h"
 #include "platform/win32/win32_files.h"
+#include "platform/win32/win32_media.h"
 #include "platform/win32/win32_message_loop.h"
 #include "platform/win32/win32_pipes.h"
 #include "platform/win32/win32_plugins.h"
@@ -29,6 +30,7 @@ CWin32Platform::CWin32Platform()
       m_processes(MakeRef<CWin32Processes>()),
       m_files(MakeRef<CWin32Files>()),
       m_resources(MakeRef<CWin32Resources>()),
+      m_media(MakeRef<CWin32MediaFoundation>()),
       m_plugins(MakeRef<CWin32PluginLoader>()) {}
 
 CRefPtr<IMessageLoop> CWin32Platform::CreateMessageLoop() { return MakeRef<CWin32MessageLoop>(); }
@@ -44,7 +46,7 @@ CRefPtr<IPower> CWin32Platform::Power() { return m_power; }
 CRefPtr<IProcesses> CWin32Platform::Processes() { return m_processes; }
 CRefPtr<IFiles> CWin32Platform::Files() { return m_files; }
 CRefPtr<IResources> CWin32Platform::Resources() { return m_resources; }
-CRefPtr<IMediaFoundation> CWin32Platform::Media() { return ReportPortUnavailable(Name(), L"media"); }
+CRefPtr<IMediaFoundation> CWin32Platform::Media() { return m_media; }
 CRefPtr<IHttp> CWin32Platform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CWin32Platform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CWin32Platform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }

@@ -42,6 +42,7 @@ private:
     const CRefPtr<IProcesses> m_processes;
     const CRefPtr<IFiles> m_files;
     const CRefPtr<IResources> m_resources;
+    const CRefPtr<IMediaFoundation> m_media;
     const CRefPtr<IPluginLoader> m_plugins;
 };
 

@@ -1,26 +1,9 @@
 #include "platform/win32/win32_property_store.h"
 
 #include "platform/win32/win32_guid.h"
+#include "platform/win32/win32_prop_variant.h"
 
 namespace qv {
-
-namespace {
-
-// A PROPVARIANT that is cleared when it goes, on every path.
-class CPropVariantHolder {
-public:
-    CPropVariantHolder() { PropVariantInit(&m_value); }
-    ~CPropVariantHolder() { ::PropVariantClear(&m_value); }
-    CPropVariantHolder(const CPropVariantHolder&) = delete;
-    CPropVariantHolder& operator=(const CPropVariantHolder&) = delete;
-    ::PROPVARIANT* get() { return &m_value; }
-    const ::PROPVARIANT& value() const { return m_value; }
-
-private:
-    ::PROPVARIANT m_value;
-};
-
-}  // namespace
 
 PROPVARIANT FromWindowsPropVariant(const ::PROPVARIANT& value) {
     PROPVARIANT result;
