@@ -15,33 +15,27 @@
 #include "core/text.h"
 #include "platform/codes.h"
 #include "platform/linux/linux_media.h"
+#include "platform/linux/linux_platform.h"
 
 namespace qv {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<uint8_t> NoiseBytes(std::size_t size, uint32_t seed) {
-    std::vector<uint8_t> bytes(size);
+bool Shell(const std::string& command) { return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0; }
+
+// Noise as PCM, made a WAV file by sox; the bytes written.
+std::vector<uint8_t> WriteWav(const fs::path& wav, int channels, int rate, int bits, std::size_t frames,
+                              uint32_t seed) {
+    std::vector<uint8_t> bytes(frames * channels * bits / 8);
     for (uint8_t& b : bytes) b = static_cast<uint8_t>((seed = seed * 1664525u + 1013904223u) >> 24);
+    const fs::path raw = fs::path(wav).replace_extension(".raw");
+    std::ofstream(raw, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    EXPECT_TRUE(Shell("sox -t raw -r " + std::to_string(rate) + " -c " + std::to_string(channels) + " -b " +
+                      std::to_string(bits) + (bits == 8 ? " -e unsigned " : " -e signed ") + raw.string() + " " +
+                      wav.string()));
     return bytes;
 }
-
-void WriteWav(const fs::path& path, uint16_t channels, uint32_t rate, uint16_t bits, const std::vector<uint8_t>& data) {
-    std::ofstream out(path, std::ios::binary);
-    auto u32 = [&](uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
-    auto u16 = [&](uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
-    const uint16_t block = static_cast<uint16_t>(channels * bits / 8);
-    out << "RIFF";
-    u32(36 + static_cast<uint32_t>(data.size()));
-    out << "WAVEfmt ";
-    u32(16), u16(1), u16(channels), u32(rate), u32(rate * block), u16(block), u16(bits);
-    out << "data";
-    u32(static_cast<uint32_t>(data.size()));
-    out.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
-}
-
-bool Shell(const std::string& command) { return std::system(("(" + command + ") >/dev/null 2>&1").c_str()) == 0; }
 
 // What the model learns of a file, step by step in its order.
 struct Decoded {
@@ -56,7 +50,7 @@ struct Decoded {
 };
 
 Decoded Decode(const fs::path& path, std::size_t enoughBytes = SIZE_MAX) {
-    CRefPtr<IMediaFoundation> media = MakeRef<CLinuxMediaFoundation>();
+    CRefPtr<IMediaFoundation> media = MakeRef<CLinuxPlatform>()->Media();
     Decoded d;
     auto failed = [&](HRESULT hr, const char* step) {
         if (Succeeded(hr)) return false;
@@ -64,16 +58,15 @@ Decoded Decode(const fs::path& path, std::size_t enoughBytes = SIZE_MAX) {
         return true;
     };
     CRefPtr<IMFSourceReader> reader;
-    if (failed(media->MFCreateSourceReaderFromURL(Utf8ToWide(path.string()), reader), "create")) return d;
-    if (failed(reader->SetStreamSelection(MF_SOURCE_READER_ALL_STREAMS, false), "deselect") ||
-        failed(reader->SetStreamSelection(MF_SOURCE_READER_FIRST_AUDIO_STREAM, true), "select"))
-        return d;
     CRefPtr<IMFMediaType> pcm, type;
-    if (failed(media->MFCreateMediaType(pcm), "make type")) return d;
-    pcm->SetGUID(MediaAttribute::MajorType, MediaTypeValue::MediaTypeAudio);
-    pcm->SetGUID(MediaAttribute::Subtype, MediaTypeValue::AudioFormatPCM);
-    if (failed(reader->SetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, pcm.get()), "set type") ||
-        failed(reader->GetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, type), "get type") ||
+    constexpr uint32_t kAudio = MF_SOURCE_READER_FIRST_AUDIO_STREAM;
+    if (failed(media->MFCreateSourceReaderFromURL(Utf8ToWide(path.string()), reader), "create") ||
+        failed(reader->SetStreamSelection(MF_SOURCE_READER_ALL_STREAMS, false), "deselect") ||
+        failed(reader->SetStreamSelection(kAudio, true), "select") || failed(media->MFCreateMediaType(pcm), "new") ||
+        failed(pcm->SetGUID(MediaAttribute::MajorType, MediaTypeValue::MediaTypeAudio), "major") ||
+        failed(pcm->SetGUID(MediaAttribute::Subtype, MediaTypeValue::AudioFormatPCM), "subtype") ||
+        failed(reader->SetCurrentMediaType(kAudio, pcm.get()), "set type") ||
+        failed(reader->GetCurrentMediaType(kAudio, type), "get type") ||
         failed(type->GetUINT32(MediaAttribute::AudioNumChannels, d.channels), "channels") ||
         failed(type->GetUINT32(MediaAttribute::AudioSamplesPerSecond, d.rate), "rate") ||
         failed(type->GetUINT32(MediaAttribute::AudioBitsPerSample, d.bits), "bits"))
@@ -83,14 +76,14 @@ Decoded Decode(const fs::path& path, std::size_t enoughBytes = SIZE_MAX) {
     while (d.pcm.size() < enoughBytes) {
         uint32_t flags = 0;
         CRefPtr<IMFSample> sample;
-        if (failed(reader->ReadSample(MF_SOURCE_READER_FIRST_AUDIO_STREAM, flags, sample), "read")) return d;
+        if (failed(reader->ReadSample(kAudio, flags, sample), "read")) return d;
         if (flags & MF_SOURCE_READERF_ENDOFSTREAM) {
             d.ended = !sample;
             break;
         }
         if (flags & MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED) {
             uint32_t channels = 0;
-            reader->GetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, type);
+            reader->GetCurrentMediaType(kAudio, type);
             type->GetUINT32(MediaAttribute::AudioNumChannels, channels);
             d.channelsAfterChanges.push_back(channels);
         }
@@ -139,44 +132,36 @@ protected:
     static constexpr const char* kTone = "-f lavfi -i sine=frequency=440:sample_rate=44100 -ac 2 -t 3";
 };
 
-TEST_F(LinuxMediaTest, SixteenBitWavDecodesToTheWrittenSamplesAndItsFacts) {
-    // The first 8 s of a 10 s file, as the classifier reads it.
-    const std::vector<uint8_t> written = NoiseBytes(44100 * 4 * 10, 1);
-    WriteWav(File("long.wav"), 2, 44100, 16, written);
-    Decoded d = Decode(File("long.wav"), 44100 * 4 * 8);
+TEST_F(LinuxMediaTest, SixteenBitWavGivesTheWrittenSamplesForTheFirstEightSecondsOfALongerFile) {
+    const std::vector<uint8_t> written = WriteWav(File("long.wav"), 2, 44100, 16, 44100 * 10, 1);
+    const Decoded d = Decode(File("long.wav"), 44100 * 4 * 8);
     ASSERT_EQ(d.failure, S_OK) << d.failedStep;
     EXPECT_EQ(std::tie(d.channels, d.rate, d.bits), std::make_tuple(2u, 44100u, 16u));
-    EXPECT_EQ(d.durationResult, S_OK);
-    EXPECT_EQ(d.duration.vt, kVtUI8);
-    EXPECT_EQ(d.duration.value, 100'000'000);
-    ASSERT_GE(d.pcm.size(), 44100u * 4 * 8);
-    EXPECT_TRUE(std::equal(d.pcm.begin(), d.pcm.begin() + 44100 * 4 * 8, written.begin()));
-
-    // A short mono file to its end: every sample, then the end with no sample.
-    const std::vector<uint8_t> shortData = NoiseBytes(2 * 1001, 2);
-    WriteWav(File("short.wav"), 1, 8000, 16, shortData);
-    d = Decode(File("short.wav"));
-    ASSERT_EQ(d.failure, S_OK) << d.failedStep;
-    EXPECT_EQ(std::tie(d.channels, d.rate, d.bits), std::make_tuple(1u, 8000u, 16u));
-    EXPECT_TRUE(d.ended);
-    EXPECT_EQ(d.pcm, shortData);
+    EXPECT_EQ(std::tie(d.durationResult, d.duration.vt, d.duration.value), std::make_tuple(S_OK, kVtUI8, 100'000'000));
+    EXPECT_TRUE(d.pcm.size() >= 44100 * 4 * 8 &&
+                std::equal(d.pcm.begin(), d.pcm.begin() + 44100 * 4 * 8, written.begin()));
 }
 
-TEST_F(LinuxMediaTest, EightAndTwentyFourBitPcmKeepTheirResolutionAndBytesInWavAndFlac) {
-    const std::vector<uint8_t> eight = NoiseBytes(2 * 22050, 3), twentyFour = NoiseBytes(3 * 2 * 22050, 4),
-                               sixteen = NoiseBytes(2 * 2 * 22050, 5);
-    WriteWav(File("8.wav"), 2, 22050, 8, eight);
-    WriteWav(File("24.wav"), 2, 22050, 24, twentyFour);
-    WriteWav(File("16.wav"), 2, 22050, 16, sixteen);
+// Whole files to their end, each value as written: unsigned 8 bits, 24 bits
+// packed in 3 bytes, through the WAV and the FLAC decoders.
+TEST_F(LinuxMediaTest, PcmKeepsItsResolutionAndEveryValueToTheEnd) {
+    const std::vector<uint8_t> eight = WriteWav(File("8.wav"), 2, 22050, 8, 22050, 3),
+                               twentyFour = WriteWav(File("24.wav"), 2, 22050, 24, 22050, 4),
+                               sixteen = WriteWav(File("16.wav"), 1, 8000, 16, 1001, 5);
     ASSERT_TRUE(Shell("sox " + File("24.wav").string() + " " + File("24.flac").string()));
     ASSERT_TRUE(Shell("sox " + File("16.wav").string() + " " + File("16.flac").string()));
-    const std::tuple<const char*, uint32_t, const std::vector<uint8_t>*> cases[] = {
-        {"8.wav", 8, &eight}, {"24.wav", 24, &twentyFour}, {"24.flac", 24, &twentyFour}, {"16.flac", 16, &sixteen}};
-    for (const auto& [name, bits, bytes] : cases) {
+    const std::tuple<const char*, uint32_t, uint32_t, uint32_t, const std::vector<uint8_t>*> cases[] = {
+        {"8.wav", 2, 22050, 8, &eight},
+        {"24.wav", 2, 22050, 24, &twentyFour},
+        {"24.flac", 2, 22050, 24, &twentyFour},
+        {"16.wav", 1, 8000, 16, &sixteen},
+        {"16.flac", 1, 8000, 16, &sixteen}};
+    for (const auto& [name, channels, rate, bits, bytes] : cases) {
         const Decoded d = Decode(File(name));
         ASSERT_EQ(d.failure, S_OK) << name << " " << d.failedStep;
-        EXPECT_EQ(std::tie(d.channels, d.rate, d.bits), std::make_tuple(2u, 22050u, bits)) << name;
-        EXPECT_EQ(d.duration.value, 10'000'000) << name;
+        EXPECT_EQ(std::tie(d.channels, d.rate, d.bits), std::make_tuple(channels, rate, bits)) << name;
+        EXPECT_EQ(d.duration.value, rate == 8000 ? 1'251'250 : 10'000'000) << name;
+        EXPECT_TRUE(d.ended) << name;
         EXPECT_TRUE(d.pcm == *bytes) << name << ": " << d.pcm.size() << " bytes for " << bytes->size();
     }
 }
@@ -249,17 +234,15 @@ TEST_F(LinuxMediaTest, AStreamOfUnknownLengthHasNoDurationAttributeAndConvertsAs
     EXPECT_EQ(d.duration.vt, kVtEmpty);
     EXPECT_NEAR(static_cast<double>(d.pcm.size() / 4), 0.5 * 44100, 2048);
 
-    CRefPtr<IMediaFoundation> media = MakeRef<CLinuxMediaFoundation>();
-    int64_t value = -1;
-    EXPECT_EQ(media->PropVariantToInt64(d.duration, value), S_OK);
-    EXPECT_EQ(value, 0);
-    EXPECT_EQ(media->PropVariantToInt64({kVtI4, 0xFFFFFFFF}, value), S_OK);
-    EXPECT_EQ(value, -1);
-    EXPECT_EQ(media->PropVariantToInt64({kVtUI4, 0xFFFFFFFF}, value), S_OK);
-    EXPECT_EQ(value, 0xFFFFFFFF);
-    EXPECT_EQ(media->PropVariantToInt64({kVtUI8, -1}, value), HresultFromWin32(ERROR_ARITHMETIC_OVERFLOW));
-    EXPECT_EQ(media->PropVariantToInt64({11, 1}, value), DISP_E_TYPEMISMATCH);
-    EXPECT_EQ(value, 0);
+    const auto convert = [media = MakeRef<CLinuxMediaFoundation>()](MediaPropVariant v) {
+        int64_t value = -1;
+        const HRESULT hr = media->PropVariantToInt64(v, value);
+        return std::make_pair(hr, value);
+    };
+    EXPECT_EQ(convert(d.duration), std::make_pair(S_OK, int64_t{0}));
+    EXPECT_EQ(convert({kVtI4, 0xFFFFFFFF}), std::make_pair(S_OK, int64_t{-1}));
+    EXPECT_EQ(convert({kVtUI8, -1}), std::make_pair(HresultFromWin32(ERROR_ARITHMETIC_OVERFLOW), int64_t{0}));
+    EXPECT_EQ(convert({11, 1}), std::make_pair(DISP_E_TYPEMISMATCH, int64_t{0}));
 }
 
 }  // namespace

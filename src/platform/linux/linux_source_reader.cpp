@@ -204,25 +204,25 @@ HRESULT CLinuxSourceReader::DecodeFrame() {
 
 HRESULT CLinuxSourceReader::Convert(const AVFrame& frame, std::vector<uint8_t>& pcm) {
     const AVSampleFormat target = PackedFormatFor(m_type.bits);
-    const ConverterInput input{frame.format, frame.ch_layout.nb_channels, frame.sample_rate};
-    if (!m_converter || !(m_converterInput == input)) {
+    const ConverterFormats formats{frame.format, frame.ch_layout.nb_channels, frame.sample_rate, target};
+    if (!m_converter || !(m_converterFormats == formats)) {
         m_converter.reset();
         // Only the sample format changes: the layout is the same on both
         // sides, so the channels pass through in their order.
         AVChannelLayout layout{};
-        av_channel_layout_default(&layout, input.channels);
+        av_channel_layout_default(&layout, formats.channels);
         SwrContext* made = nullptr;
-        int error = swr_alloc_set_opts2(&made, &layout, target, input.rate, &layout,
-                                        static_cast<AVSampleFormat>(input.format), input.rate, 0, nullptr);
+        int error = swr_alloc_set_opts2(&made, &layout, target, formats.rate, &layout,
+                                        static_cast<AVSampleFormat>(formats.from), formats.rate, 0, nullptr);
         SwrPtr converter(made);
         if (error >= 0) error = swr_init(converter.get());
         if (error < 0) return HresultFromAvError(error);
         m_converter = std::move(converter);
-        m_converterInput = input;
+        m_converterFormats = formats;
     }
 
     const std::size_t width = static_cast<std::size_t>(av_get_bytes_per_sample(target));
-    const std::size_t channels = static_cast<std::size_t>(input.channels);
+    const std::size_t channels = static_cast<std::size_t>(formats.channels);
     pcm.resize(static_cast<std::size_t>(frame.nb_samples) * channels * width);
     uint8_t* out[] = {pcm.data()};
     const int converted = swr_convert(m_converter.get(), out, frame.nb_samples,

@@ -59,12 +59,14 @@ private:
         uint32_t bits = 0;
         friend bool operator==(const PcmType&, const PcmType&) = default;
     };
-    // What the converter was made for.
-    struct ConverterInput {
-        int format = AV_SAMPLE_FMT_NONE;
+    // What the converter was made for: the decoded frame's format and the
+    // packed one that it writes.
+    struct ConverterFormats {
+        int from = AV_SAMPLE_FMT_NONE;
         int channels = 0;
         int rate = 0;
-        friend bool operator==(const ConverterInput&, const ConverterInput&) = default;
+        int to = AV_SAMPLE_FMT_NONE;
+        friend bool operator==(const ConverterFormats&, const ConverterFormats&) = default;
     };
 
     // The index of the file's stream, or -1 for none.
@@ -83,7 +85,7 @@ private:
     AvPacketPtr m_packet;
     AvFramePtr m_frame;
     SwrPtr m_converter;
-    ConverterInput m_converterInput;
+    ConverterFormats m_converterFormats;
     PcmType m_type;
     bool m_draining = false;  // the file has ended; the decoder gives what it holds
     bool m_ended = false;
