@@ -1,6 +1,6 @@
-// The media port on Linux against real files made here: WAV written by the
-// test, FLAC by sox, MP3, AAC and MP4 by the ffmpeg program (skipped when it
-// is missing). Each file is driven the way the model drives it.
+// The media port on Linux against files made here: WAV and FLAC of noise by
+// sox, MP3, AAC and MP4 by the ffmpeg program (skipped when it is missing),
+// each driven the way the model drives it.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -120,11 +120,9 @@ protected:
     }
     static void TearDownTestSuite() { fs::remove_all(folder); }
     static fs::path File(const std::string& name) { return folder / name; }
-    // ffmpeg's own sources, to a file: a 440 Hz tone with or without video.
+    // A file of ffmpeg's own sources: a 440 Hz tone, a test picture.
     static fs::path Ffmpeg(const std::string& name, const std::string& arguments) {
-        if (!fs::exists(File(name))) {
-            EXPECT_TRUE(Shell("ffmpeg -y " + arguments + " " + File(name).string())) << name;
-        }
+        EXPECT_TRUE(Shell("ffmpeg -y " + arguments + " " + File(name).string())) << name;
         return File(name);
     }
     static inline fs::path folder;

@@ -39,10 +39,12 @@ public:
     // Before SetCurrentMediaType, the native type: channels and rate, and
     // the bits only for a PCM codec. After it, the decoded PCM.
     HRESULT GetCurrentMediaType(uint32_t stream, CRefPtr<IMFMediaType>& type) override;
-    // The container's duration in 100-ns units. A container that does not
-    // know its duration (a stream cut off, a raw stream FFmpeg could not
-    // estimate) has no such attribute on Windows either: MF_E_ATTRIBUTENOTFOUND
-    // with the value left VT_EMPTY, so that the model treats both alike.
+    // The container's duration in 100-ns units. A source that does not know
+    // its duration (a raw stream read from a pipe, which FFmpeg can neither
+    // seek to its end nor measure) has no such attribute on Windows either:
+    // MF_E_ATTRIBUTENOTFOUND, with the value left VT_EMPTY, so that the model
+    // meets the same failure on both. A caller that converts the value
+    // regardless gets 0, as PropVariantToInt64 makes of VT_EMPTY.
     HRESULT GetPresentationAttribute(uint32_t stream, PresentationAttribute key, MediaPropVariant& value) override;
     // One decoded frame; at the end MF_SOURCE_READERF_ENDOFSTREAM with no
     // sample, on every later call too. When the decoded channels, rate or
