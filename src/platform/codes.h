@@ -23,6 +23,18 @@ inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057u);
 inline constexpr HRESULT E_NOTFOUND = static_cast<HRESULT>(0x80070490u);
 inline constexpr HRESULT AUDCLNT_E_DEVICE_INVALIDATED = static_cast<HRESULT>(0x88890004u);
 inline constexpr HRESULT AUDCLNT_E_SERVICE_NOT_RUNNING = static_cast<HRESULT>(0x88890010u);
+inline constexpr HRESULT E_OUTOFMEMORY = static_cast<HRESULT>(0x8007000Eu);
+inline constexpr HRESULT DISP_E_TYPEMISMATCH = static_cast<HRESULT>(0x80020005u);
+
+// Media Foundation's results (mferror.h).
+inline constexpr HRESULT MF_E_INVALIDREQUEST = static_cast<HRESULT>(0xC00D36B2u);
+inline constexpr HRESULT MF_E_INVALIDSTREAMNUMBER = static_cast<HRESULT>(0xC00D36B3u);
+inline constexpr HRESULT MF_E_INVALIDMEDIATYPE = static_cast<HRESULT>(0xC00D36B4u);
+inline constexpr HRESULT MF_E_INVALIDTYPE = static_cast<HRESULT>(0xC00D36BDu);
+inline constexpr HRESULT MF_E_UNSUPPORTED_BYTESTREAM_TYPE = static_cast<HRESULT>(0xC00D36C4u);
+inline constexpr HRESULT MF_E_ATTRIBUTENOTFOUND = static_cast<HRESULT>(0xC00D36E6u);
+inline constexpr HRESULT MF_E_INVALID_FILE_FORMAT = static_cast<HRESULT>(0xC00D3E8Cu);
+inline constexpr HRESULT MF_E_TOPO_CODEC_NOT_FOUND = static_cast<HRESULT>(0xC00D5212u);
 
 inline constexpr Win32Error ERROR_SUCCESS = 0;
 inline constexpr Win32Error ERROR_FILE_NOT_FOUND = 2;
@@ -38,6 +50,7 @@ inline constexpr Win32Error ERROR_BROKEN_PIPE = 109;
 inline constexpr Win32Error ERROR_SEM_TIMEOUT = 121;
 inline constexpr Win32Error ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr Win32Error ERROR_PIPE_CONNECTED = 535;
+inline constexpr Win32Error ERROR_ARITHMETIC_OVERFLOW = 534;
 inline constexpr Win32Error ERROR_PROC_NOT_FOUND = 127;
 inline constexpr Win32Error ERROR_MOD_NOT_FOUND = 126;
 inline constexpr Win32Error ERROR_CALL_NOT_IMPLEMENTED = 120;

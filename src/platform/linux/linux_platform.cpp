@@ -5,6 +5,7 @@
 #include "platform/linux/linux_audio.h"
 #include "platform/linux/linux_debug_output.h"
 #include "platform/linux/linux_files.h"
+#include "platform/linux/linux_media.h"
 #include "platform/linux/linux_pipes.h"
 #include "platform/linux/linux_plugins.h"
 #include "platform/linux/linux_power.h"
@@ -61,7 +62,12 @@ CRefPtr<IFiles> CLinuxPlatform::Files() {
 }
 // The resources are compiled into the program (embedded_resources.h).
 CRefPtr<IResources> CLinuxPlatform::Resources() { return MakeRef<CEmbeddedResources>(); }
-CRefPtr<IMediaFoundation> CLinuxPlatform::Media() { return ReportPortUnavailable(Name(), L"media"); }
+// FFmpeg keeps no state between readers, so one port serves them all.
+CRefPtr<IMediaFoundation> CLinuxPlatform::Media() {
+    std::lock_guard lock(m_mutex);
+    if (!m_media) m_media = MakeRef<CLinuxMediaFoundation>();
+    return m_media;
+}
 CRefPtr<IHttp> CLinuxPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CLinuxPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CLinuxPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }

@@ -1,5 +1,5 @@
 // The Linux platform: PulseAudio or PipeWire for audio, /proc for processes,
-// local sockets for pipes, files for the registry.
+// local sockets for pipes, files for the registry, FFmpeg for media.
 #pragma once
 
 #include <mutex>
@@ -41,6 +41,7 @@ private:
     CRefPtr<IPower> m_power;
     CRefPtr<IProcesses> m_processes;
     CRefPtr<IFiles> m_files;
+    CRefPtr<IMediaFoundation> m_media;
     CRefPtr<IPluginLoader> m_plugins;
 };
 
