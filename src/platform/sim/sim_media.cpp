@@ -8,9 +8,6 @@ namespace {
 
 // Media Foundation's own codes for what the simulated reader refuses.
 constexpr HRESULT kFileNotFound = static_cast<HRESULT>(0x80070002u);         // HRESULT_FROM_WIN32(2)
-constexpr HRESULT kInvalidStreamNumber = static_cast<HRESULT>(0xC00D36B3u);  // MF_E_INVALIDSTREAMNUMBER
-constexpr HRESULT kAttributeNotFound = static_cast<HRESULT>(0xC00D36E6u);    // MF_E_ATTRIBUTENOTFOUND
-constexpr HRESULT kTypeMismatch = static_cast<HRESULT>(0x80020005u);         // DISP_E_TYPEMISMATCH
 constexpr HRESULT kNotAccepting = static_cast<HRESULT>(0xC00D36B5u);         // MF_E_NOTACCEPTING
 
 std::optional<HRESULT> Failure(CSimFailures& failures, const wchar_t* operation,
@@ -67,7 +64,7 @@ public:
     HRESULT GetUINT32(MediaAttribute key, uint32_t& value) override {
         if (auto failure = Failure(m_failures, L"IMFMediaType::GetUINT32", {AttributeName(key)})) return *failure;
         auto found = m_values.find(key);
-        if (found == m_values.end()) return kAttributeNotFound;
+        if (found == m_values.end()) return MF_E_ATTRIBUTENOTFOUND;
         value = found->second;
         return S_OK;
     }
@@ -93,7 +90,7 @@ public:
     HRESULT SetStreamSelection(uint32_t stream, bool selected) override {
         if (auto failure = Failure(m_media->Failures(), L"IMFSourceReader::SetStreamSelection")) return *failure;
         if (stream == MF_SOURCE_READER_FIRST_AUDIO_STREAM) {
-            if (!m_file.hasAudio) return kInvalidStreamNumber;
+            if (!m_file.hasAudio) return MF_E_INVALIDSTREAMNUMBER;
             m_audioSelected = selected;
         } else if (stream == MF_SOURCE_READER_ALL_STREAMS) {
             m_audioSelected = m_audioSelected && selected;
@@ -102,19 +99,22 @@ public:
     }
     HRESULT SetCurrentMediaType(uint32_t stream, IMFMediaType*) override {
         if (auto failure = Failure(m_media->Failures(), L"IMFSourceReader::SetCurrentMediaType")) return *failure;
-        return stream == MF_SOURCE_READER_FIRST_AUDIO_STREAM && m_file.hasAudio ? S_OK : kInvalidStreamNumber;
+        return stream == MF_SOURCE_READER_FIRST_AUDIO_STREAM && m_file.hasAudio ? S_OK : MF_E_INVALIDSTREAMNUMBER;
     }
     HRESULT GetCurrentMediaType(uint32_t stream, CRefPtr<IMFMediaType>& type) override {
         type = nullptr;
         if (auto failure = Failure(m_media->Failures(), L"IMFSourceReader::GetCurrentMediaType")) return *failure;
-        if (stream != MF_SOURCE_READER_FIRST_AUDIO_STREAM || !m_file.hasAudio) return kInvalidStreamNumber;
+        if (stream != MF_SOURCE_READER_FIRST_AUDIO_STREAM || !m_file.hasAudio) return MF_E_INVALIDSTREAMNUMBER;
         type = MakeRef<CSimMediaType>(m_media->Failures(), &m_file);
         return S_OK;
     }
     HRESULT GetPresentationAttribute(uint32_t, PresentationAttribute, MediaPropVariant& value) override {
         value = {};
         if (auto failure = Failure(m_media->Failures(), L"IMFSourceReader::GetPresentationAttribute")) return *failure;
-        if (m_file.duration100ns) value = {kVtUI8, *m_file.duration100ns};
+        // A source without a duration has no such attribute, as on the
+        // real platforms.
+        if (!m_file.duration100ns) return MF_E_ATTRIBUTENOTFOUND;
+        value = {kVtUI8, *m_file.duration100ns};
         return S_OK;
     }
     HRESULT ReadSample(uint32_t stream, uint32_t& streamFlags, CRefPtr<IMFSample>& sample) override {
@@ -178,7 +178,7 @@ HRESULT CSimMedia::PropVariantToInt64(const MediaPropVariant& value, int64_t& re
         case kVtUI8: result = value.value; return S_OK;
         // What Windows gives for an empty value: zero.
         case kVtEmpty: return S_OK;
-        default: return kTypeMismatch;
+        default: return DISP_E_TYPEMISMATCH;
     }
 }
 

@@ -20,7 +20,7 @@ struct SimMediaFile {
     uint32_t channels = 2;
     uint32_t samplesPerSecond = 44100;
     uint32_t bitsPerSample = 16;
-    // In 100-ns units; none makes the duration a VT_EMPTY.
+    // In 100-ns units; without one the duration cannot be read.
     std::optional<int64_t> duration100ns;
     // Decoded buffers in order; the end of the stream follows the last.
     std::vector<std::vector<uint8_t>> buffers;
