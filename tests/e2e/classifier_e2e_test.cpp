@@ -2,8 +2,10 @@
 // started and heard by the reference host, quorvane-host, on a private sound
 // server, while real programs play. A player is known by its image name, so
 // the players are real programs copied under the names of a movie player
-// ("vlc", which is pacat playing a WAV file) and of a call program ("zoom",
-// the demo client playing while it records).
+// ("vlc", the demo client playing and holding open a media file made by
+// ffmpeg) and of a call program ("zoom", the demo client playing while it
+// records). The lister beside the classifier finds the player's file, and the
+// meta log, served by this test on its real pipe, names it.
 #include <signal.h>
 #include <unistd.h>
 
@@ -18,11 +20,14 @@
 
 #include <gtest/gtest.h>
 
+#include "classify/content_classifier_log.h"
+#include "core/text.h"
 #include "host_transcript.h"
 #include "logged_process.h"
+#include "platform/native.h"
 #include "sound_server.h"
+#include "support/pipe_test_server.h"
 #include "support/wait_until.h"
-#include "wave_file.h"
 
 namespace qv::test {
 namespace {
@@ -68,13 +73,12 @@ protected:
             << R"({ "Software\\Quorvane\\Logging\\APO": { "MIRADO": 1 } })";
 
         // Copies, not links: the classifier judges /proc/PID/exe.
-        const std::string pacat = FindInPath("pacat");
-        ASSERT_FALSE(pacat.empty()) << "pacat (pulseaudio-utils) is needed to play the file";
-        CopyProgram(pacat, m_bin + "/vlc");
+        CopyProgram(QV_DEMO_CLIENT, m_bin + "/vlc");
         CopyProgram(QV_DEMO_CLIENT, m_bin + "/zoom");
-        m_movie = m_folder + "/trailer.wav";
-        // Long enough to outlast the rest of the story; the test stops it.
-        ASSERT_TRUE(WriteToneWave(m_movie, 40.0)) << m_movie;
+        // Made once for the program's tests.
+        m_media = SoundServer::Get().Folder() + "/media";
+        std::string made;
+        ASSERT_TRUE(SoundServer::Run({QV_MAKE_DEMO_MEDIA, m_media}, &made)) << made;
     }
 
     void TearDown() override {
@@ -87,19 +91,6 @@ protected:
         // Players and host (with its classifier) end before their output.
         m_processes.clear();
         for (const std::string& module : m_modules) SoundServer::Pactl({"unload-module", module});
-    }
-
-    static std::string FindInPath(const std::string& program) {
-        const char* path = std::getenv("PATH");
-        std::string folders = path ? path : "/usr/bin:/bin";
-        for (std::size_t start = 0; start <= folders.size();) {
-            std::size_t end = folders.find(':', start);
-            if (end == std::string::npos) end = folders.size();
-            const std::string candidate = folders.substr(start, end - start) + "/" + program;
-            if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-            start = end + 1;
-        }
-        return {};
     }
 
     static void CopyProgram(const std::string& from, const std::string& to) {
@@ -169,7 +160,21 @@ protected:
         return WordsFor(ParseHostOutput(host.Output()), output);
     }
 
-    std::string m_folder, m_bin, m_pipe, m_sinkPrefix, m_movie;
+    // The meta log's lines so far, from this test's server on its pipe.
+    static std::vector<std::wstring> MetaLogLines(const PipeTestServer& server) {
+        std::vector<std::wstring> lines;
+        for (const PipeTestServer::Connection& connection : server.Connections())
+            if (connection.size() == 2 && connection[1].size() >= 2)
+                lines.push_back(Utf16LeToWide(connection[1].data(), connection[1].size() - 2));
+        return lines;
+    }
+    static bool HasLine(const PipeTestServer& server, const std::wstring& line) {
+        for (const std::wstring& l : MetaLogLines(server))
+            if (l == line) return true;
+        return false;
+    }
+
+    std::string m_folder, m_bin, m_pipe, m_sinkPrefix, m_media;
     std::vector<std::string> m_modules;
     std::vector<std::unique_ptr<LoggedProcess>> m_processes;
 };
@@ -181,6 +186,8 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
                  "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
     ASSERT_TRUE(SoundServer::Get().MakeDefaultSink(sink)) << SoundServer::Get().Diagnostics();
 
+    PipeTestServer metaLog(CreateNativePlatform()->Pipes(), CContentClassifierLog::kPipeName);
+    ASSERT_EQ(metaLog.CreateError(), 0u);
     LoggedProcess& host = StartHost();
     // Nothing plays: as soon as it is up, the classifier falls back at once.
     ASSERT_TRUE(WaitForWord(host, output, 0, "AnyContent", kStartBound))
@@ -188,9 +195,13 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
     EXPECT_NE(host.Output().find("for " + output), std::string::npos)
         << "the host did not start the classifier for the default output";
 
-    LoggedProcess& movie = Start("vlc", {m_bin + "/vlc", "--file-format=wav", m_movie});
+    const std::string film = m_media + "/movie.mp4";
+    LoggedProcess& movie = Start("vlc", {m_bin + "/vlc", "--play", film, "--seconds", "40"});
     ASSERT_TRUE(WaitForWord(host, output, 1, "Movie", kWordBound))
         << "heard " << Joined(Heard(host, output)) << " while a movie player plays";
+    EXPECT_TRUE(WaitUntil([&] { return HasLine(metaLog, L"Media file: " + Utf8ToWide(film) + L"\n"); }, kWordBound,
+                          kPoll))
+        << "the meta log never named the film; the classifier's trace:\n" << host.Output();
 
     // A call outranks the movie while it lasts.
     LoggedProcess& call = Start("zoom", {m_bin + "/zoom", "--record", "--bursts", "--seconds", "3", "--tone", "220"});
@@ -220,6 +231,52 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
               (std::vector<std::string>{"AnyContent", "Movie", "Voice", "Movie", "AnyContent"}));
 }
 
+// What the player holds open decides: a .flac is on no list, so the name
+// alone makes it a movie; a .wav of steady, wide music is heard as music,
+// which the host hears as its fallback word and the meta log names; a .wav
+// of speech-like bursts is heard as speech.
+TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
+    const std::string output = "E2E-File-Speakers";
+    const std::string sink =
+        LoadSink("file", output,
+                 "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
+    PipeTestServer metaLog(CreateNativePlatform()->Pipes(), CContentClassifierLog::kPipeName);
+    ASSERT_EQ(metaLog.CreateError(), 0u);
+    LoggedProcess& host = StartHost(sink);
+    ASSERT_TRUE(WaitForWord(host, output, 0, "AnyContent", kStartBound)) << "heard " << Joined(Heard(host, output));
+
+    auto play = [&](const std::string& file) -> LoggedProcess& {
+        return Start("vlc", {m_bin + "/vlc", "--play", m_media + "/" + file, "--sink", sink, "--seconds", "30"});
+    };
+    LoggedProcess& flac = play("speech.flac");
+    ASSERT_TRUE(WaitForWord(host, output, 1, "Movie", kWordBound)) << "heard " << Joined(Heard(host, output));
+    flac.Signal(SIGINT);
+    ASSERT_TRUE(flac.WaitForExit(kExitBound));
+    ASSERT_TRUE(WaitForWord(host, output, 2, "AnyContent", kWordBound)) << "heard " << Joined(Heard(host, output));
+
+    const std::wstring musicLine = L"Media file: " + Utf8ToWide(m_media + "/music.wav") + L"\n";
+    LoggedProcess& music = play("music.wav");
+    ASSERT_TRUE(WaitUntil(
+        [&] {
+            const std::vector<std::wstring> lines = MetaLogLines(metaLog);
+            for (std::size_t i = 0; i + 1 < lines.size(); ++i)
+                if (lines[i] == musicLine && lines[i + 1] == L"MODE: ____________ Music ____________\n") return true;
+            return false;
+        },
+        kWordBound, kPoll))
+        << "the meta log never told the music file's verdict; the classifier's trace:\n" << host.Output();
+    music.Signal(SIGINT);
+    ASSERT_TRUE(music.WaitForExit(kExitBound));
+
+    LoggedProcess& speech = play("speech.wav");
+    ASSERT_TRUE(WaitForWord(host, output, 3, "Voice", kWordBound)) << "heard " << Joined(Heard(host, output));
+    EXPECT_TRUE(HasLine(metaLog, L"Media file: " + Utf8ToWide(m_media + "/speech.wav") + L"\n"));
+    speech.Signal(SIGINT);
+    ASSERT_TRUE(speech.WaitForExit(kExitBound));
+    host.Signal(SIGINT);
+    ASSERT_EQ(host.WaitForExit(kExitBound), 0);
+}
+
 TEST_F(ClassifierEndToEnd, AnOutputWithoutTheAutomaticPresetIsNeverClassified) {
     const std::string output = "E2E-Plain-Speakers";
     const std::string sink = LoadSink("plain", output, "");
@@ -229,7 +286,7 @@ TEST_F(ClassifierEndToEnd, AnOutputWithoutTheAutomaticPresetIsNeverClassified) {
         kStartBound, kPoll))
         << "the classifier did not come up for " << sink;
     ASSERT_TRUE(host.Running());
-    LoggedProcess& movie = Start("vlc", {m_bin + "/vlc", "--file-format=wav", "--device=" + sink, m_movie});
+    LoggedProcess& movie = Start("vlc", {m_bin + "/vlc", "--sink", sink, "--seconds", "40"});
     ASSERT_TRUE(WaitUntil(
         [&] {
             std::string streams;

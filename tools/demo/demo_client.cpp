@@ -1,7 +1,10 @@
 // quorvane-demo-client: plays a sound to the sound server for a while and,
 // if asked, records from it at the same time, as a call program does. Its
 // process name is what the classifier judges by, so demonstrations copy it
-// under the name of a media player or a call program.
+// under the name of a media player or a call program. With --play it plays a
+// media file instead, and holds the file open while it does, as a player
+// does: that is what the classifier's lister finds.
+#include <fcntl.h>
 #include <pulse/error.h>
 #include <pulse/simple.h>
 
@@ -16,6 +19,9 @@
 #include <thread>
 #include <vector>
 
+#include "decoded_file.h"
+#include "platform/linux/linux_unique_fd.h"
+
 namespace {
 
 struct Options {
@@ -26,6 +32,7 @@ struct Options {
     bool bursts = false;
     std::string sink;
     std::string source;
+    std::string play;  // a media file to play instead of the tone
 };
 
 void PrintHelp() {
@@ -39,6 +46,8 @@ void PrintHelp() {
         "  --record        also record from the default (or given) source\n"
         "  --tone HZ       the tone's pitch (default 440)\n"
         "  --bursts        vary the level from second to second, as speech does\n"
+        "  --play FILE     play this media file's sound (16-bit once decoded), again\n"
+        "                  from its start until the time is up, holding the file open\n"
         "  --sink NAME     play to this sink instead of the default\n"
         "  --source NAME   record from this source instead of the default\n"
         "  --help          this text\n");
@@ -55,13 +64,14 @@ bool Parse(int argc, char** argv, Options& o) {
             o.record = true;
         } else if (a == "--bursts") {
             o.bursts = true;
-        } else if (a == "--seconds" || a == "--tone" || a == "--sink" || a == "--source") {
+        } else if (a == "--seconds" || a == "--tone" || a == "--sink" || a == "--source" || a == "--play") {
             const char* v = next();
             if (!v) {
                 std::fprintf(stderr, "quorvane-demo-client: %s needs a value\n", a.c_str());
                 return false;
             }
-            if (a == "--sink") o.sink = v;
+            if (a == "--play") o.play = v;
+            else if (a == "--sink") o.sink = v;
             else if (a == "--source") o.source = v;
             else {
                 char* end = nullptr;
@@ -80,12 +90,49 @@ bool Parse(int argc, char** argv, Options& o) {
     return true;
 }
 
+// The next chunk of sound: the tone, or the file again from its start.
+class CSoundSource {
+public:
+    CSoundSource(const Options& o, qv::demo::DecodedFile file) : m_options(o), m_file(std::move(file)) {}
+    uint32_t Channels() const { return m_file.channels ? m_file.channels : 2; }
+    uint32_t Rate() const { return m_file.samplesPerSecond ? m_file.samplesPerSecond : 44100; }
+    void Fill(std::vector<int16_t>& out, long firstFrame) {
+        const uint32_t channels = Channels();
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            if (!m_file.samples.empty()) {
+                out[i] = m_file.samples[m_next++ % m_file.samples.size()];
+                continue;
+            }
+            const double t = static_cast<double>(firstFrame + static_cast<long>(i / channels)) / Rate();
+            const double level = m_options.bursts ? (static_cast<int>(t) % 2 == 0 ? 0.5 : 0.1) : 0.3;
+            out[i] = static_cast<int16_t>(level * 32767 * std::sin(2 * std::numbers::pi * m_options.toneHz * t));
+        }
+    }
+
+private:
+    const Options& m_options;
+    qv::demo::DecodedFile m_file;
+    std::size_t m_next = 0;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
     Options o;
     if (!Parse(argc, argv, o)) return 2;
-    const pa_sample_spec spec{PA_SAMPLE_S16LE, 44100, 2};
+    // The file stays open for the whole run, as a player keeps what it plays.
+    qv::CUniqueFd held;
+    qv::demo::DecodedFile decoded;
+    if (!o.play.empty()) {
+        held.reset(::open(o.play.c_str(), O_RDONLY | O_CLOEXEC));
+        std::string problem;
+        if (!held || !qv::demo::DecodeWholeFile(o.play, decoded, problem)) {
+            std::fprintf(stderr, "quorvane-demo-client: %s\n", held ? problem.c_str() : "cannot open the file to play");
+            return 1;
+        }
+    }
+    CSoundSource source(o, std::move(decoded));
+    const pa_sample_spec spec{PA_SAMPLE_S16LE, source.Rate(), static_cast<uint8_t>(source.Channels())};
     const char* name = argc > 0 ? argv[0] : "quorvane-demo-client";
     if (const char* slash = std::strrchr(name, '/')) name = slash + 1;
     int error = 0;
@@ -116,18 +163,12 @@ int main(int argc, char** argv) {
         if (recorder.joinable()) recorder.join();
         return 1;
     }
-    const int frames = static_cast<int>(o.seconds * spec.rate);
-    const int chunk = spec.rate / 10;
-    std::vector<int16_t> samples(static_cast<std::size_t>(chunk) * 2);
+    const long frames = static_cast<long>(o.seconds * spec.rate);
+    const long chunk = spec.rate / 10;
+    std::vector<int16_t> samples(static_cast<std::size_t>(chunk) * spec.channels);
     int rc = 0;
-    for (int frame = 0; frame < frames && rc == 0; frame += chunk) {
-        for (int i = 0; i < chunk; ++i) {
-            const double t = static_cast<double>(frame + i) / spec.rate;
-            const double level = o.bursts ? (static_cast<int>(t) % 2 == 0 ? 0.5 : 0.1) : 0.3;
-            const auto v = static_cast<int16_t>(level * 32767 * std::sin(2 * std::numbers::pi * o.toneHz * t));
-            samples[2 * i] = v;
-            samples[2 * i + 1] = v;
-        }
+    for (long frame = 0; frame < frames && rc == 0; frame += chunk) {
+        source.Fill(samples, frame);
         if (pa_simple_write(out, samples.data(), samples.size() * sizeof(int16_t), &error) < 0) {
             std::fprintf(stderr, "quorvane-demo-client: playing failed: %s\n", pa_strerror(error));
             rc = 1;

@@ -23,6 +23,7 @@
 #include "meta_log_listener.h"
 #include "platform/sim/sim_platform.h"
 #include "plugin_folder.h"
+#include "replay_media_files.h"
 #include "scenario.h"
 #include "shell/entry.h"
 #include "shell/main_loop.h"
@@ -106,6 +107,7 @@ public:
     int Run() {
         m_platform = MakeRef<CSimPlatform>();
         SetPlatform(m_platform);
+        m_mediaFiles = std::make_unique<replay::CReplayMediaFiles>(m_platform);
         if (!BuildMachine() || !PlacePlugin()) return 1;
         if (!StartHost()) return 1;
 
@@ -301,7 +303,7 @@ private:
                 for (ERole role : {eConsole, eMultimedia, eCommunications})
                     audio.SetDefaultEndpoint(eRender, role, Utf8ToWide(event.endpoint));
                 break;
-            case EventKind::File: PostToModel([this, file = event.file] { OpenFile(file); }); break;
+            case EventKind::File: PostToModel([this, event] { OpenFile(event); }); break;
             case EventKind::Disconnect:
                 if (!audio.DisconnectSession(Utf8ToWide(event.session),
                                              static_cast<AudioSessionDisconnectReason>(event.reason)))
@@ -330,23 +332,21 @@ private:
         }
     }
 
-    // The file a player holds open, handed to its sessions directly: what
-    // the media-file lister would find and the decoder would read.
-    void OpenFile(const FileSpec& file) {
+    // The player holds the file open from now on. Its sessions ask the lister
+    // anew, as they would when their process is found, and the classifier
+    // reads the answer and examines the file through its own code.
+    void OpenFile(const Event& event) {
+        const FileSpec& file = event.file;
         if (!m_manager) return;
-        CRefPtr<CAudioStreamBasicInfo> info =
-            MakeRef<CAudioStreamBasicInfo>(file.channels, file.rate, file.bits, file.duration);
         std::shared_ptr<std::vector<float>> samples = MakeSamples(file);
+        std::string problem;
+        if (!m_mediaFiles->Open(file, samples.get(), problem)) Warn(event, problem.c_str());
         for (const CRefPtr<CContentClassifier>& classifier : m_manager->ContentClassifiers()) {
             CAudioSessionManager* sessions = classifier->AudioSessionManager->get();
             if (!sessions) continue;
-            for (const CRefPtr<CAudioSession>& session : sessions->audioSessions) {
-                if (session->SourceProcessID.value() != file.pid) continue;
-                session->IsVideo.set(file.video);
-                session->AudioStreamBasicInfo.set(info);
-                if (samples) session->SampleBuffer.set(samples);
-                session->OpenedMediaFilePath.set(Utf8ToWide(file.path));
-            }
+            for (const CRefPtr<CAudioSession>& session : sessions->audioSessions)
+                if (session->SourceProcessID.value() == file.pid)
+                    session->PostUpdateProcessOpenedMediaFiles(std::chrono::milliseconds(0));
         }
     }
 
@@ -359,6 +359,7 @@ private:
     const Scenario& m_scenario;
     const Options& m_options;
     CRefPtr<CSimPlatform> m_platform;
+    std::unique_ptr<replay::CReplayMediaFiles> m_mediaFiles;
     PluginFolder m_plugin;
     MetaLogListener m_metaLog;  // stops before the platform goes
     CRefPtr<IPipeServer> m_server;
