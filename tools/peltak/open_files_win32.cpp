@@ -12,9 +12,12 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <system_error>
 #include <thread>
 
+#include "core/text.h"
 #include "open_files.h"
+#include "peltak_command.h"
 #include "platform/win32/win32_unique_handle.h"
 #include "platform/win32/windows_api.h"
 #include "sessions/interop_file_format.h"
@@ -93,8 +96,8 @@ std::span<const SystemHandleEntryEx> HandleEntries(const std::vector<ULONG_PTR>&
     return {reinterpret_cast<const SystemHandleEntryEx*>(header + 1), count};
 }
 
-// The final path as a user writes it: without "\\?\", and "\\server\share"
-// for "\\?\UNC\server\share". Nothing when the handle has no such name.
+// The final path as a user writes it; nothing when the handle has no such
+// name.
 std::optional<std::wstring> FinalPathOf(HANDLE file) {
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
@@ -107,9 +110,7 @@ std::optional<std::wstring> FinalPathOf(HANDLE file) {
         }
         path.assign(length + 1, L'\0');
     }
-    if (path.starts_with(LR"(\\?\UNC\)")) return L"\\" + path.substr(7);
-    if (path.starts_with(LR"(\\?\)")) return path.substr(4);
-    return path;
+    return UserPathOfFinalPath(path);
 }
 
 // The names of the handles, each asked on a worker thread. A file opened
@@ -138,7 +139,12 @@ public:
 
 private:
     void StartWorker() {
-        std::thread([self = shared_from_this(), generation = m_generation] { self->Work(generation); }).detach();
+        try {
+            std::thread([self = shared_from_this(), generation = m_generation] { self->Work(generation); }).detach();
+        } catch (const std::system_error&) {
+            // No thread to be had: the names not asked yet stay unknown.
+            m_next = m_handles.size();
+        }
     }
     void Work(uint64_t generation) {
         std::unique_lock<std::mutex> lock(m_mutex);
@@ -222,8 +228,7 @@ Win32Error ListOpenFiles(uint32_t processId, std::vector<std::wstring>& paths, s
 }
 
 Win32Error WriteInteropFile(const std::wstring& path, const std::vector<uint8_t>& content, std::string& problem) {
-    std::string name(path.size(), '?');
-    std::transform(path.begin(), path.end(), name.begin(), [](wchar_t c) { return c < 0x80 ? char(c) : '?'; });
+    const std::string name = WideToUtf8(path);
     const CUniqueHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE,
                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));

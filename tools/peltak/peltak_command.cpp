@@ -104,6 +104,13 @@ OpenedMediaFileLists SortOpenedMediaFiles(const std::vector<std::wstring>& paths
     return lists;
 }
 
+std::wstring UserPathOfFinalPath(const std::wstring& path) {
+    const std::wstring_view local = LR"(\\?\)", remote = LR"(\\?\UNC\)";
+    if (path.starts_with(remote)) return LR"(\\)" + path.substr(remote.size());
+    if (path.starts_with(local)) return path.substr(local.size());
+    return path;
+}
+
 int RunPeltak(const std::vector<std::wstring>& arguments) {
     const Command command = ParseCommand(arguments);
     switch (command.mode) {

@@ -41,6 +41,11 @@ std::string UsageText();
 // left out.
 OpenedMediaFileLists SortOpenedMediaFiles(const std::vector<std::wstring>& paths);
 
+// A final path as Windows gives it (GetFinalPathNameByHandleW), as a user
+// writes it: "C:\a" for "\\?\C:\a", "\\server\share" for
+// "\\?\UNC\server\share"; any other path as it is.
+std::wstring UserPathOfFinalPath(const std::wstring& path);
+
 // The whole program after the arguments are read: what it prints goes to
 // stdout (help) and stderr (everything else). Gives the exit code.
 int RunPeltak(const std::vector<std::wstring>& arguments);
