@@ -146,7 +146,7 @@ private:
     // The lister's run and its answer read back.
     CRefPtr<CProcessOpenedMediaFiles> ListProcessOpenedMediaFiles();
     static CAsyncAction::Function MediaFilesUpdateRun(CWeakRefPtr<CAudioSession> weakSession,
-                                                      CRefPtr<CAudioSessionManager> manager,
+                                                      CRefPtr<IAsyncActionDispatcher> dispatcher,
                                                       std::chrono::milliseconds repeatDelay,
                                                       std::shared_ptr<int> runsLeft);
 };

@@ -112,23 +112,27 @@ void CAudioSession::PostUpdateProcessOpenedMediaFiles(std::chrono::milliseconds 
     CRefPtr<CAudioSessionManager> manager = AudioSessionManager->Lock();
     if (!manager) return;
     auto runsLeft = std::make_shared<int>(kRepeatRuns);
-    PostedMediaFilesUpdateAction =
-        CAsyncAction::Post(Dispatcher(), firstDelay,
-                           MediaFilesUpdateRun(CWeakRefPtr<CAudioSession>(this), manager, kRepeatDelay, runsLeft));
+    PostedMediaFilesUpdateAction = CAsyncAction::Post(
+        Dispatcher(), firstDelay,
+        MediaFilesUpdateRun(CWeakRefPtr<CAudioSession>(this), manager->Dispatcher(), kRepeatDelay, runsLeft));
 }
 
+// The runs keep the manager's dispatcher, not the manager: the function goes
+// with the delay's own thread when a run is cancelled or the loop has ended,
+// and a manager whose last reference went there would end off the main
+// thread.
 CAsyncAction::Function CAudioSession::MediaFilesUpdateRun(CWeakRefPtr<CAudioSession> weakSession,
-                                                          CRefPtr<CAudioSessionManager> manager,
+                                                          CRefPtr<IAsyncActionDispatcher> dispatcher,
                                                           std::chrono::milliseconds repeatDelay,
                                                           std::shared_ptr<int> runsLeft) {
-    return [weakSession, manager, repeatDelay, runsLeft](CRefPtr<CAsyncAction>) {
+    return [weakSession, dispatcher, repeatDelay, runsLeft](CRefPtr<CAsyncAction>) {
         CRefPtr<CAudioSession> session = weakSession.Lock();
         if (!session) return;
         session->UpdateProcessOpenedMediaFiles();
         if (repeatDelay.count() == 0 || *runsLeft <= 0) return;
         // Each later run is timed from the end of the one before.
         session->PostedMediaFilesUpdateAction = CAsyncAction::Post(
-            manager->Dispatcher(), repeatDelay, MediaFilesUpdateRun(weakSession, manager, repeatDelay, runsLeft));
+            dispatcher, repeatDelay, MediaFilesUpdateRun(weakSession, dispatcher, repeatDelay, runsLeft));
         --*runsLeft;
     };
 }
