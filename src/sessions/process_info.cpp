@@ -1,6 +1,8 @@
 #include "sessions/process_info.h"
 
+#include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "core/path.h"
 #include "core/text.h"
@@ -30,6 +32,32 @@ const std::unordered_set<std::wstring, WideTextHash>& WebBrowserProcessNames() {
     static const std::unordered_set<std::wstring, WideTextHash> names{L"chrome", L"firefox", L"msedge", L"opera"};
     return names;
 }
+
+// Linux programs of the browsers by the name of their file, as /proc gives
+// it: the distributions' launchers, and the real binaries they start.
+constexpr std::pair<std::wstring_view, std::wstring_view> kLinuxBrowserPrograms[] = {
+    {L"chromium", L"chrome.exe"},
+    {L"chromium-browser", L"chrome.exe"},
+    {L"chrome", L"chrome.exe"},
+    {L"google-chrome", L"chrome.exe"},
+    {L"msedge", L"msedge.exe"},
+    {L"microsoft-edge", L"msedge.exe"},
+    {L"microsoft-edge-stable", L"msedge.exe"},
+    {L"firefox", L"firefox.exe"},
+    {L"firefox-esr", L"firefox.exe"},
+    {L"opera", L"opera.exe"}};
+
+// The Windows image file name of a browser's Linux program, the name the
+// model's tables know it by; empty for any other program.
+std::wstring WindowsBrowserFileNameOf(std::wstring_view linuxFileName) {
+    for (const auto& [program, windowsName] : kLinuxBrowserPrograms)
+        if (linuxFileName == program) return std::wstring(windowsName);
+    return {};
+}
+
+// An image path from a Linux process starts at the root; a Windows one
+// starts with a drive letter or "\\".
+bool IsLinuxImagePath(const std::wstring& path) { return !path.empty() && path.front() == L'/'; }
 
 // Process id, then the high and the low half of the creation time: a reused
 // id with a new creation time is another process.
@@ -123,6 +151,20 @@ CRefPtr<CProcessInfo> CProcessInfo::FromProcessId(const CRefPtr<ITraceFuncCallTa
     if (SplitPath(path, parts, 3, path.size() + 1)) {
         info->ImageFileName = parts.name + parts.extension;
         info->ImageName = parts.name;
+    }
+    // Every name the model compares (its browser tables, the browser test of
+    // a session, the classifier's name rules) is a Windows image name, so a
+    // Linux browser's program takes its Windows name here, once, for all of
+    // them, and the tables stay as they are. Not in the process port: that
+    // reports the real image path, which the log shows and ImagePath keeps,
+    // and a path with a made-up "chrome.exe" would name no file. Names
+    // without a Windows twin stay as Linux gives them, without extension.
+    if (IsLinuxImagePath(path)) {
+        const std::wstring windowsName = WindowsBrowserFileNameOf(info->ImageFileName);
+        if (!windowsName.empty()) {
+            info->ImageFileName = windowsName;
+            info->ImageName = windowsName.substr(0, windowsName.size() - 4);  // less ".exe"
+        }
     }
     for (int i = 0; i < 4; ++i) info->ProcessTimes[i] = times[i];
     info->IsWebBrowser = IsWebBrowserProcessName(info->ImageName);

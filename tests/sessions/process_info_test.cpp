@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "core/text.h"
 #include "platform/codes.h"
 #include "sessions/process_info.h"
 #include "support/model_fixture.h"
@@ -77,6 +78,50 @@ TEST_F(ProcessInfoTest, OnlyTheFourBrowserNamesMakeABrowser) {
     std::vector<bool> browsers;
     for (const auto& [pid, path] : processes) browsers.push_back(Lookup(pid)->IsWebBrowser);
     EXPECT_THAT(browsers, ElementsAre(true, true, true, true, false, false, false));
+}
+
+// A Linux browser's program answers to its Windows name; every other Linux
+// program, and any Windows path, keeps the name it has.
+TEST_F(ProcessInfoTest, LinuxBrowserProgramsTakeTheirWindowsNames) {
+    struct Case {
+        const wchar_t* path;
+        const wchar_t* fileName;
+        const wchar_t* name;
+        bool browser;
+    };
+    const Case cases[] = {
+        {L"/usr/lib/chromium/chromium", L"chrome.exe", L"chrome", true},
+        {L"/usr/lib/chromium-browser/chromium-browser", L"chrome.exe", L"chrome", true},
+        {L"/opt/google/chrome/chrome", L"chrome.exe", L"chrome", true},
+        {L"/usr/bin/google-chrome", L"chrome.exe", L"chrome", true},
+        {L"/usr/bin/Chromium", L"chrome.exe", L"chrome", true},
+        {L"/opt/microsoft/msedge/msedge", L"msedge.exe", L"msedge", true},
+        {L"/usr/bin/microsoft-edge", L"msedge.exe", L"msedge", true},
+        {L"/usr/bin/microsoft-edge-stable", L"msedge.exe", L"msedge", true},
+        {L"/usr/lib/firefox/firefox", L"firefox.exe", L"firefox", true},
+        {L"/usr/lib/firefox-esr/firefox-esr", L"firefox.exe", L"firefox", true},
+        {L"/usr/lib/x86_64-linux-gnu/opera/opera", L"opera.exe", L"opera", true},
+        // Near misses stay themselves.
+        {L"/usr/bin/vlc", L"vlc", L"vlc", false},
+        {L"/opt/google/chrome/chrome_crashpad_handler", L"chrome_crashpad_handler", L"chrome_crashpad_handler", false},
+        {L"/usr/bin/google-chrome-beta", L"google-chrome-beta", L"google-chrome-beta", false},
+        {L"/opt/brave.com/brave/brave", L"brave", L"brave", false},
+        {L"/usr/lib/chromium/chromium.exe", L"chromium.exe", L"chromium", false},
+        // Only a Linux path is a Linux program.
+        {L"C:\\b\\chromium", L"chromium", L"chromium", false},
+    };
+    uint32_t pid = 100;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(WideToUtf8(c.path));
+        ASSERT_TRUE(Processes().StartProcess(++pid, c.path));
+        CRefPtr<CProcessInfo> process = Lookup(pid);
+        ASSERT_TRUE(process);
+        EXPECT_EQ(process->ImageFileName, c.fileName);
+        EXPECT_EQ(process->ImageName, c.name);
+        EXPECT_EQ(process->IsWebBrowser, c.browser);
+        // The path stays the real one.
+        EXPECT_EQ(process->ImagePath, ToLowerWide(c.path));
+    }
 }
 
 TEST_F(ProcessInfoTest, EachFailedQueryGivesNullAndOneMessage) {

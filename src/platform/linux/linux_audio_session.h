@@ -6,7 +6,13 @@
 //                        moved to another endpoint: expired
 //   GetProcessId         application.process.id, when it is a number and
 //                        /proc has such a process; else 0 (the client says
-//                        what it likes there)
+//                        what it likes there). The client's own record
+//                        (pa_client_info) cannot check it: its
+//                        application.process.id is the client's word too
+//                        (libpulse fills in getpid() only when neither the
+//                        program nor PULSE_PROP_OVERRIDE gave one), and the
+//                        server uses the socket's credentials to admit the
+//                        client, not to fill in that pid.
 //   GetDisplayName       application.name
 //   GetIconPath          application.icon_name
 //   GetGroupingParam     {XXXXXXXX-7075-6C73-6765-6E7478636C69} with the
