@@ -272,7 +272,10 @@ TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
 
     LoggedProcess& speech = play("speech.wav");
     ASSERT_TRUE(WaitForWord(host, output, 4, "Voice", kWordBound)) << "heard " << Joined(Heard(host, output));
-    EXPECT_TRUE(HasLine(metaLog, L"Media file: " + Utf8ToWide(m_media + "/speech.wav") + L"\n"));
+    // The meta log's line goes out over its own pipe, in its own time.
+    EXPECT_TRUE(WaitUntil(
+        [&] { return HasLine(metaLog, L"Media file: " + Utf8ToWide(m_media + "/speech.wav") + L"\n"); },
+        kWordBound, kPoll));
     speech.Signal(SIGINT);
     ASSERT_TRUE(speech.WaitForExit(kExitBound));
     host.Signal(SIGINT);
