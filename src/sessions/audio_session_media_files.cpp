@@ -36,13 +36,9 @@ bool IsMediaPlayer(const std::wstring& imageName) {
     return false;
 }
 
-// The lister lies beside the running program. Where the browsers read their
-// manifests from folders (Linux) it is a Linux program without ".exe".
+// The lister lies beside the running program.
 std::wstring ListerPath(IPlatform& platform) {
-    CRefPtr<IFiles> files = platform.Files();
-    std::wstring userConfigFolder;
-    const bool linuxLayout = files && files->GetUserConfigFolder(userConfigFolder) == ERROR_SUCCESS;
-    return Utf8ToWide(NativeHostPath(ProgramPath(platform), linuxLayout ? kLinuxNativeHost : kWindowsNativeHost));
+    return Utf8ToWide(NativeHostPath(ProgramPath(platform), NativeHostLayoutOf(platform.Files().get())));
 }
 
 // The whole answer from the interop file, or an empty object when the file

@@ -34,24 +34,6 @@ private:
     uint32_t m_currentLength = 0;
 };
 
-// Steps 1 to 6 of the set-up: all streams off, the first audio stream on,
-// PCM asked for, and the type that the decoder settled on. A step runs only
-// if the one before worked, and a failure here has no message of its own.
-CRefPtr<IMFMediaType> SelectFirstAudioStreamAsPcm(IMediaFoundation& media, IMFSourceReader& reader) {
-    if (Failed(reader.SetStreamSelection(MF_SOURCE_READER_ALL_STREAMS, false))) return nullptr;
-    if (Failed(reader.SetStreamSelection(MF_SOURCE_READER_FIRST_AUDIO_STREAM, true))) return nullptr;
-    CRefPtr<IMFMediaType> wanted;
-    if (Failed(media.MFCreateMediaType(wanted)) || !wanted) return nullptr;
-    if (Failed(wanted->SetGUID(MediaAttribute::MajorType, MediaTypeValue::MediaTypeAudio))) return nullptr;
-    if (Failed(wanted->SetGUID(MediaAttribute::Subtype, MediaTypeValue::AudioFormatPCM))) return nullptr;
-    if (Failed(reader.SetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, wanted.get()))) return nullptr;
-    CRefPtr<IMFMediaType> decoded;
-    if (Failed(reader.GetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, decoded))) return nullptr;
-    // Once more, its result not looked at.
-    reader.SetStreamSelection(MF_SOURCE_READER_FIRST_AUDIO_STREAM, true);
-    return decoded;
-}
-
 uint32_t ReadAttribute(const CCommonBase& tracer, IMFMediaType& type, MediaAttribute key, const wchar_t* failure) {
     uint32_t value = 0;
     HRESULT hr = type.GetUINT32(key, value);
@@ -89,6 +71,21 @@ std::vector<float> DecodeFirstSeconds(IMFSourceReader& reader, uint32_t bitsPerS
 }
 
 }  // namespace
+
+CRefPtr<IMFMediaType> SelectFirstAudioStreamAsPcm(IMediaFoundation& media, IMFSourceReader& reader) {
+    if (Failed(reader.SetStreamSelection(MF_SOURCE_READER_ALL_STREAMS, false))) return nullptr;
+    if (Failed(reader.SetStreamSelection(MF_SOURCE_READER_FIRST_AUDIO_STREAM, true))) return nullptr;
+    CRefPtr<IMFMediaType> wanted;
+    if (Failed(media.MFCreateMediaType(wanted)) || !wanted) return nullptr;
+    if (Failed(wanted->SetGUID(MediaAttribute::MajorType, MediaTypeValue::MediaTypeAudio))) return nullptr;
+    if (Failed(wanted->SetGUID(MediaAttribute::Subtype, MediaTypeValue::AudioFormatPCM))) return nullptr;
+    if (Failed(reader.SetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, wanted.get()))) return nullptr;
+    CRefPtr<IMFMediaType> decoded;
+    if (Failed(reader.GetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, decoded))) return nullptr;
+    // Once more, its result not looked at.
+    reader.SetStreamSelection(MF_SOURCE_READER_FIRST_AUDIO_STREAM, true);
+    return decoded;
+}
 
 uint32_t EightSecondsOfBytes(uint32_t samplesPerSecond, uint32_t channelCount, uint32_t bitsPerSample) {
     return ((samplesPerSecond * channelCount) >> 3) * bitsPerSample * 8u;

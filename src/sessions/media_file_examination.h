@@ -28,6 +28,12 @@ struct MediaFileFacts {
 MediaFileFacts ExamineMediaFile(const CCommonBase& tracer, IMediaFoundation& media, const std::wstring& path,
                                 bool isVideo);
 
+// The reader's set-up: all streams off, the first audio stream on, PCM asked
+// for, and the type that the decoder settled on; null when a step failed.
+// A step runs only if the one before worked, and a failure here has no
+// message of its own.
+CRefPtr<IMFMediaType> SelectFirstAudioStreamAsPcm(IMediaFoundation& media, IMFSourceReader& reader);
+
 // Eight seconds of the decoded stream in bytes, as the system has always
 // worked it out: ((rate x channels) >> 3) x bits x 8 in 32-bit unsigned
 // arithmetic, the shift first, so the product is truncated with it.

@@ -15,6 +15,12 @@ constexpr const char* kHostPathPlaceholder = "${NativeHostExePath}";
 
 }  // namespace
 
+const NativeHostLayout& NativeHostLayoutOf(IFiles* files) {
+    std::wstring userConfigFolder;
+    const bool browsersReadFolders = files && files->GetUserConfigFolder(userConfigFolder) == ERROR_SUCCESS;
+    return browsersReadFolders ? kLinuxNativeHost : kWindowsNativeHost;
+}
+
 std::optional<std::string> ProgramPath(IPlatform& platform) {
     CRefPtr<ISystem> system = platform.System();
     std::wstring path;

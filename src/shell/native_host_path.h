@@ -19,6 +19,13 @@ inline constexpr NativeHostLayout kLinuxNativeHost{"PELTAK64", '/'};
 
 struct IPlatform;
 
+struct IFiles;
+
+// Where there is a user configuration folder (Linux) the browsers read their
+// manifests from folders and the helper beside the program is a Linux
+// program; elsewhere it is a Windows one.
+const NativeHostLayout& NativeHostLayoutOf(IFiles* files);
+
 // The running program's path as UTF-8 (on Windows too, where UTF-8 names the
 // same file and keeps the characters that the code page lacks); nothing when
 // the platform cannot tell it.

@@ -5,6 +5,7 @@
 #include "core/text.h"
 #include "platform/codes.h"
 #include "platform/linux/linux_media.h"
+#include "sessions/media_file_examination.h"
 
 namespace qv::demo {
 
@@ -22,15 +23,8 @@ bool DecodeWholeFile(const std::string& path, DecodedFile& file, std::string& pr
     auto media = MakeRef<CLinuxMediaFoundation>();
     CRefPtr<IMFSourceReader> reader;
     HRESULT hr = media->MFCreateSourceReaderFromURL(Utf8ToWide(path), reader);
-    CRefPtr<IMFMediaType> wanted;
-    if (Succeeded(hr)) hr = reader->SetStreamSelection(MF_SOURCE_READER_ALL_STREAMS, false);
-    if (Succeeded(hr)) hr = reader->SetStreamSelection(MF_SOURCE_READER_FIRST_AUDIO_STREAM, true);
-    if (Succeeded(hr)) hr = media->MFCreateMediaType(wanted);
-    if (Succeeded(hr)) hr = wanted->SetGUID(MediaAttribute::MajorType, MediaTypeValue::MediaTypeAudio);
-    if (Succeeded(hr)) hr = wanted->SetGUID(MediaAttribute::Subtype, MediaTypeValue::AudioFormatPCM);
-    if (Succeeded(hr)) hr = reader->SetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, wanted.get());
-    CRefPtr<IMFMediaType> decoded;
-    if (Succeeded(hr)) hr = reader->GetCurrentMediaType(MF_SOURCE_READER_FIRST_AUDIO_STREAM, decoded);
+    CRefPtr<IMFMediaType> decoded = Succeeded(hr) ? SelectFirstAudioStreamAsPcm(*media, *reader) : nullptr;
+    if (Succeeded(hr) && !decoded) hr = E_FAIL;
     uint32_t bits = 0;
     if (Succeeded(hr)) hr = decoded->GetUINT32(MediaAttribute::AudioNumChannels, file.channels);
     if (Succeeded(hr)) hr = decoded->GetUINT32(MediaAttribute::AudioSamplesPerSecond, file.samplesPerSecond);
