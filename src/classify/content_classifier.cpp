@@ -6,6 +6,7 @@
 #include "devices/audio_device_manager.h"
 #include "platform/codes.h"
 #include "platform/platform.h"
+#include "web/web_page.h"
 
 namespace qv {
 

@@ -83,7 +83,7 @@ std::wstring ClassifierTest::PlayInBrowser() {
 }
 
 CRefPtr<CWebPage> ClassifierTest::AudiblePage(uint32_t browserPid, std::optional<CClassification> result) {
-    CRefPtr<CWebPage> page = MakeRef<CWebPage>(h.trace, h.dispatcher, h.log);
+    CRefPtr<CWebPage> page = MakeRef<CWebPage>(h.trace, h.dispatcher, h.log, WebObjectId{0, m_pages.size() + 1});
     page->SourceProcessID.set(browserPid);
     if (result) {
         CRefPtr<CWebPageClassifier> pageClassifier = MakeRef<CWebPageClassifier>(h.trace, h.dispatcher, h.log);

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "classify/content_classifier.h"
+#include "web/web_page.h"
 #include "support/model_fixture.h"
 #include "support/test_host.h"
 #include "web/web_content_classifier.h"
