@@ -16,10 +16,13 @@ CWebContentClassifier::CWebContentClassifier(const CRefPtr<ITraceFuncCallTarget>
     : CCommonBase(traceTarget, dispatcher, log) {
     NewHostId();
     Trace(L"hostId = %s.\n", Utf8ToWide(HostIdText()));
+    StartPELTAKPipeThread();
 }
 
 CWebContentClassifier::~CWebContentClassifier() {
-    // The objects go while the collections they leave are still here.
+    // The pipe first, so that no message arrives for a model that goes; then
+    // the objects, while the collections they leave are still here.
+    StopPELTAKPipeThread();
     Objects.Clear();
 }
 
@@ -30,9 +33,9 @@ void CWebContentClassifier::NewHostId() {
 
 std::string CWebContentClassifier::HostIdText() const {
     char text[64];
-    std::snprintf(text, sizeof text, "{%08X-%04hX-%04hX-%02X%02X-%02X%02X%02X%02X%02X%02X}", hostId.Data1,
-                  hostId.Data2, hostId.Data3, hostId.Data4[0], hostId.Data4[1], hostId.Data4[2], hostId.Data4[3],
-                  hostId.Data4[4], hostId.Data4[5], hostId.Data4[6], hostId.Data4[7]);
+    std::snprintf(text, sizeof text, "{%08X-%04hX-%04hX-%02X%02X-%02X%02X%02X%02X%02X%02X}", hostId.Data1, hostId.Data2,
+                  hostId.Data3, hostId.Data4[0], hostId.Data4[1], hostId.Data4[2], hostId.Data4[3], hostId.Data4[4],
+                  hostId.Data4[5], hostId.Data4[6], hostId.Data4[7]);
     return text;
 }
 

@@ -33,8 +33,7 @@ public:
 
     // Takes the lowest free pipe slot and starts the pipe thread, last.
     CWebContentClassifier(const CRefPtr<ITraceFuncCallTarget>& traceTarget,
-                          const CRefPtr<IAsyncActionDispatcher>& dispatcher,
-                          const CRefPtr<CContentClassifierLog>& log);
+                          const CRefPtr<IAsyncActionDispatcher>& dispatcher, const CRefPtr<CContentClassifierLog>& log);
 
     // True also when no slot was free: the process then runs without web
     // information.

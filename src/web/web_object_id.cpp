@@ -12,10 +12,14 @@ std::optional<uint64_t> ReadHex(const std::string& text, std::size_t from) {
     for (std::size_t i = from; i < text.size(); ++i, ++digits) {
         const char c = text[i];
         uint64_t digit;
-        if (c >= '0' && c <= '9') digit = static_cast<uint64_t>(c - '0');
-        else if (c >= 'a' && c <= 'f') digit = static_cast<uint64_t>(c - 'a' + 10);
-        else if (c >= 'A' && c <= 'F') digit = static_cast<uint64_t>(c - 'A' + 10);
-        else break;
+        if (c >= '0' && c <= '9')
+            digit = static_cast<uint64_t>(c - '0');
+        else if (c >= 'a' && c <= 'f')
+            digit = static_cast<uint64_t>(c - 'a' + 10);
+        else if (c >= 'A' && c <= 'F')
+            digit = static_cast<uint64_t>(c - 'A' + 10);
+        else
+            break;
         // More than 16 digits saturate, as strtoull does.
         value = value > (UINT64_MAX >> 4) ? UINT64_MAX : (value << 4) | digit;
     }

@@ -51,6 +51,12 @@ TEST(PropertyAccessorTable, TwoClassesShareARowAndTheClassFirstBuiltLaterWins) {
     EXPECT_EQ(Access("AccessorTest.Shared", second.get()), &second->Shared);
     EXPECT_EQ(Access("AccessorTest.Label", again.get()), &again->Label);
 
+    // By object, each class finds its own property of the shared name, and a
+    // class without the name finds none rather than foreign memory.
+    EXPECT_EQ(table.PropertyOf("AccessorTest.Shared", first.get()), &first->Shared);
+    EXPECT_EQ(table.PropertyOf("AccessorTest.Shared", second.get()), &second->Shared);
+    EXPECT_EQ(table.PropertyOf("AccessorTest.Label", second.get()), nullptr);
+
     EXPECT_EQ(table.Find("AccessorTest.Missing"), nullptr);
     EXPECT_EQ(table.Find("accessortest.label"), nullptr) << "names are case sensitive";
 }

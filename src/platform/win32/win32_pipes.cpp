@@ -196,6 +196,17 @@ Win32Error CWin32Pipes::WaitNamedPipe(const std::wstring& name, uint32_t timeout
 Win32Error CWin32Pipes::CreateNamedPipe(const std::wstring& name, const PipeServerOptions& options,
                                         CRefPtr<IPipeServer>& server) {
     server = nullptr;
+    // FILE_FLAG_FIRST_PIPE_INSTANCE refuses a name that another server
+    // holds, on Windows; Wine ignores it and makes a second instance, which
+    // would split one pipe's clients between two servers. So the name is
+    // looked up first: an existing instance, free or busy, means taken. Two
+    // servers that start within the same moment can still both pass this
+    // look; Windows itself then refuses the second.
+    if (options.firstInstance) {
+        const std::wstring namespaced = NamespacedPipeName(name);
+        if (::WaitNamedPipeW(namespaced.c_str(), 1) || ::GetLastError() != ERROR_FILE_NOT_FOUND)
+            return ERROR_ACCESS_DENIED;
+    }
     CUniqueHandle closeEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!closeEvent) return ::GetLastError();
     DWORD openMode = PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED;
