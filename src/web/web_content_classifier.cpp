@@ -65,8 +65,8 @@ void CWebContentClassifier::LogLine(const std::string& text) {
     constexpr std::size_t kCut = 512;
     std::string line = text.size() > kCut ? text.substr(0, kCut) + " ..." : text;
     if (text.empty() || text.back() != '\n') line += '\n';
-    std::printf("[%.03f] %s", seconds, line.c_str());
-    std::fflush(stdout);
+    std::fprintf(LogOutput, "[%.03f] %s", seconds, line.c_str());
+    std::fflush(LogOutput);
 }
 
 }  // namespace qv

@@ -12,6 +12,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <stop_token>
@@ -51,8 +52,11 @@ public:
     // The object of that id, made through the factory table and wired to
     // this classifier when it is new; null for an unknown type.
     CRefPtr<CWebClassificationObject> FindOrCreateObject(const WebObjectId& id, const std::string& type);
-    // One line on standard output, stamped with the seconds since start.
+    // One line on LogOutput, stamped with the seconds since start.
     void LogLine(const std::string& text);
+    // Standard output, where a person running the program reads along; a
+    // benchmark or test may point it elsewhere.
+    std::FILE* LogOutput = stdout;
 
     // "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
     std::string HostIdText() const;

@@ -11,15 +11,17 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <numbers>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <numbers>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "decoded_file.h"
+#include "native_host_child.h"
 #include "platform/linux/linux_unique_fd.h"
 
 namespace {
@@ -33,6 +35,10 @@ struct Options {
     std::string sink;
     std::string source;
     std::string play;  // a media file to play instead of the tone
+    // A native-messaging host to start as this program's child, as a browser
+    // does, and the file of framed messages that it reads.
+    std::string nativeHost;
+    std::string nativeHostInput;
 };
 
 void PrintHelp() {
@@ -50,6 +56,10 @@ void PrintHelp() {
         "                  from its start until the time is up, holding the file open\n"
         "  --sink NAME     play to this sink instead of the default\n"
         "  --source NAME   record from this source instead of the default\n"
+        "  --native-host PROGRAM --native-host-input FILE\n"
+        "                  while playing, start PROGRAM as a browser starts its\n"
+        "                  native-messaging host, its standard input read from FILE\n"
+        "                  (messages already framed), its answers on standard output\n"
         "  --help          this text\n");
 }
 
@@ -64,15 +74,23 @@ bool Parse(int argc, char** argv, Options& o) {
             o.record = true;
         } else if (a == "--bursts") {
             o.bursts = true;
-        } else if (a == "--seconds" || a == "--tone" || a == "--sink" || a == "--source" || a == "--play") {
+        } else if (a == "--seconds" || a == "--tone" || a == "--sink" || a == "--source" || a == "--play" ||
+                   a == "--native-host" || a == "--native-host-input") {
             const char* v = next();
             if (!v) {
                 std::fprintf(stderr, "quorvane-demo-client: %s needs a value\n", a.c_str());
                 return false;
             }
-            if (a == "--play") o.play = v;
-            else if (a == "--sink") o.sink = v;
-            else if (a == "--source") o.source = v;
+            if (a == "--play")
+                o.play = v;
+            else if (a == "--native-host")
+                o.nativeHost = v;
+            else if (a == "--native-host-input")
+                o.nativeHostInput = v;
+            else if (a == "--sink")
+                o.sink = v;
+            else if (a == "--source")
+                o.source = v;
             else {
                 char* end = nullptr;
                 double d = std::strtod(v, &end);
@@ -86,6 +104,10 @@ bool Parse(int argc, char** argv, Options& o) {
             std::fprintf(stderr, "quorvane-demo-client: unknown option %s (see --help)\n", a.c_str());
             return false;
         }
+    }
+    if (o.nativeHost.empty() != o.nativeHostInput.empty()) {
+        std::fprintf(stderr, "quorvane-demo-client: --native-host and --native-host-input go together\n");
+        return false;
     }
     return true;
 }
@@ -162,6 +184,13 @@ int main(int argc, char** argv) {
         done.store(true);
         if (recorder.joinable()) recorder.join();
         return 1;
+    }
+    // The host's answers share this program's standard output.
+    std::fflush(stdout);
+    std::optional<qv::demo::CNativeHostChild> nativeHost;
+    if (!o.nativeHost.empty()) {
+        nativeHost.emplace(o.nativeHost, o.nativeHostInput);
+        if (!nativeHost->Started()) std::fprintf(stderr, "quorvane-demo-client: %s\n", nativeHost->Problem().c_str());
     }
     const long frames = static_cast<long>(o.seconds * spec.rate);
     const long chunk = spec.rate / 10;

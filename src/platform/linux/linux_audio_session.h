@@ -12,7 +12,11 @@
 //                        (libpulse fills in getpid() only when neither the
 //                        program nor PULSE_PROP_OVERRIDE gave one), and the
 //                        server uses the socket's credentials to admit the
-//                        client, not to fill in that pid.
+//                        client, not to fill in that pid. Under
+//                        pipewire-pulse the record's one credential,
+//                        pipewire.sec.pid, is the pulse server's own pid
+//                        (the PipeWire client is the server), so neither
+//                        server gives a pid to check the claim against.
 //   GetDisplayName       application.name
 //   GetIconPath          application.icon_name
 //   GetGroupingParam     {XXXXXXXX-7075-6C73-6765-6E7478636C69} with the
