@@ -124,32 +124,37 @@ protected:
     fs::path folder;
 };
 
-// Slots 0 and 1 are free: the host must go on to 2.
+// Slots 0 and 1 are free: the host must go on to 2. The classifier says
+// nothing to "quiet" and more than a browser takes to "big".
 TEST_F(NativeHostTest, TheHostFindsTheClassifierOnItsSlotAndPassesItTheBrowserEachMessageAndItsReply) {
     test::NativeHostTestServer classifier(platform->Pipes(), 2, [](const std::string& body) {
-        return body == R"({"quiet":1})" ? std::string()
-                                        : R"({"hostId":"{A}","size":)" + std::to_string(body.size()) + "}";
+        if (body == R"({"quiet":1})") return std::string();
+        if (body == R"({"big":1})") return std::string((1 << 20) + 1, ' ');
+        return R"({"hostId":"{A}","size":)" + std::to_string(body.size()) + "}";
     });
     ASSERT_EQ(classifier.CreateError(), 0u);
     // Over one piece of the body: it must come whole all the same.
     const std::string large = "\"" + std::string(300000, 'x') + "\"";
-    std::string output;
-    EXPECT_EQ(RunHost(Frame(R"({"changes":[]})") + Frame(large) + Frame(R"({"quiet":1})"), output), 0u);
+    const std::string bodies[] = {R"({"changes":[]})", large, R"({"quiet":1})", R"({"big":1})"};
+    std::string input, output;
+    for (const std::string& body : bodies) input += Frame(body);
+    EXPECT_EQ(RunHost(input, output), 0u);
 
-    ASSERT_TRUE(classifier.WaitForExchanges(3));
+    ASSERT_TRUE(classifier.WaitForExchanges(4));
     const auto exchanges = classifier.Exchanges();
-    const std::string bodies[] = {R"({"changes":[]})", large, R"({"quiet":1})"};
-    for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         EXPECT_EQ(exchanges[i].processId, ProcessId()) << i;
         std::error_code error;
         EXPECT_TRUE(fs::equivalent(exchanges[i].path, self, error)) << WideToUtf8(exchanges[i].path);
         EXPECT_EQ(exchanges[i].body, bodies[i]) << i;
-        EXPECT_TRUE(exchanges[i].acknowledged) << i;
+        // The reply too large for the browser is not read, so not acknowledged.
+        EXPECT_EQ(exchanges[i].acknowledged, i != 3) << i;
     }
     EXPECT_EQ(classifier.MergedFields(), 0) << "each number must be a write of its own";
     // An empty reply still answers its message.
     EXPECT_EQ(Messages(output),
-              (std::vector<std::string>{R"({"hostId":"{A}","size":14})", R"({"hostId":"{A}","size":300002})", "{}"}));
+              (std::vector<std::string>{R"({"hostId":"{A}","size":14})", R"({"hostId":"{A}","size":300002})", "{}",
+                                        R"({"error":"classifier reply too large"})"}));
 }
 
 TEST_F(NativeHostTest, WithoutAClassifierEachMessageGetsAnErrorAndABrokenInputEndsTheHost) {
