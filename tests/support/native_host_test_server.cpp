@@ -14,11 +14,10 @@ constexpr Win32Error kErrorMoreData = 234;
 
 // A 4-byte number read with a request of exactly 4 bytes, as the classifier
 // reads it: false when the read fails or the message is longer.
-bool ReadNumber(IPipeConnection& connection, uint32_t& value, bool& merged) {
+bool ReadNumber(IPipeConnection& connection, uint32_t& value) {
     uint8_t field[4] = {};
     uint32_t read = 0;
     const Win32Error error = connection.ReadFile(field, 4, read);
-    merged = merged || error == kErrorMoreData;
     value = field[0] | field[1] << 8 | field[2] << 16 | static_cast<uint32_t>(field[3]) << 24;
     return error == 0 && read == 4;
 }
@@ -73,17 +72,11 @@ void NativeHostTestServer::Serve() {
 
 bool NativeHostTestServer::ServeOne(IPipeConnection& connection, Exchange& exchange) {
     uint32_t pathSize = 0, bodySize = 0;
-    bool merged = false;
-    std::vector<uint8_t> path;
-    const bool read = ReadNumber(connection, exchange.processId, merged) && ReadNumber(connection, pathSize, merged) &&
-                      (path.resize(std::min<uint32_t>(pathSize, 2048)), ReadAll(connection, path)) &&
-                      ReadNumber(connection, bodySize, merged);
-    if (merged) {
-        std::lock_guard lock(m_mutex);
-        ++m_mergedFields;
-    }
-    if (!read) return false;
-    std::vector<uint8_t> body(bodySize);
+    std::vector<uint8_t> path, body;
+    if (!ReadNumber(connection, exchange.processId) || !ReadNumber(connection, pathSize)) return false;
+    path.resize(std::min<uint32_t>(pathSize, 2048));
+    if (!ReadAll(connection, path) || !ReadNumber(connection, bodySize)) return false;
+    body.resize(bodySize);
     if (!ReadAll(connection, body)) return false;
     exchange.path = Utf16LeToWide(path.data(), path.size() >= 2 ? path.size() - 2 : 0);
     exchange.body.assign(body.begin(), body.end());
@@ -105,11 +98,6 @@ bool NativeHostTestServer::WaitForExchanges(std::size_t count, std::chrono::mill
 std::vector<NativeHostTestServer::Exchange> NativeHostTestServer::Exchanges() const {
     std::lock_guard lock(m_mutex);
     return m_exchanges;
-}
-
-int NativeHostTestServer::MergedFields() const {
-    std::lock_guard lock(m_mutex);
-    return m_mergedFields;
 }
 
 }  // namespace qv::test

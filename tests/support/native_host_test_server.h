@@ -1,7 +1,8 @@
 // A stand-in for the classifier's end of the native host's pipe, on one
 // slot: it reads each request field by field as the classifier does, keeps
 // what came, answers with the reply that its function gives for the body,
-// and waits for the acknowledgement.
+// and waits for the acknowledgement. A request whose numbers do not come as
+// messages of exactly 4 bytes is dropped unkept.
 #pragma once
 
 #include <chrono>
@@ -35,8 +36,6 @@ public:
     Win32Error CreateError() const { return m_createError; }
     bool WaitForExchanges(std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(30));
     std::vector<Exchange> Exchanges() const;
-    // Requests whose numbers did not come as messages of exactly 4 bytes.
-    int MergedFields() const;
 
 private:
     void Serve();
@@ -48,7 +47,6 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Exchange> m_exchanges;
-    int m_mergedFields = 0;
     std::thread m_thread;
 };
 

@@ -11,8 +11,8 @@ namespace qv::peltak {
 
 namespace {
 
-// A busy slot has a classifier that serves another host at the moment (one
-// browser profile each); it is worth a short wait before the next slot.
+// A busy slot has a classifier that is serving another browser's host at
+// the moment; it is worth a short wait before the next slot.
 constexpr uint32_t kBusyWaitMs = 1000;
 constexpr int kBusyAttempts = 3;
 // Bodies go in pieces: a pipe carries a message of this size on every
