@@ -6,6 +6,7 @@
 
 #include "classify/media_file_extensions.h"
 #include "core/text.h"
+#include "native_host_mode.h"
 #include "open_files.h"
 
 namespace qv::peltak {
@@ -71,6 +72,7 @@ Command ParseCommand(const std::vector<std::wstring>& arguments) {
 std::string UsageText() {
     return "Usage: PELTAK64 " + WideToUtf8(kListOpenFilesSelector) +
            " PID \"INTEROP-FILE\"\n"
+           "       PELTAK64 [BROWSER-ARGUMENTS...]\n"
            "       PELTAK64 --help\n"
            "\n"
            "With the mode selector, PELTAK64 lists the files that process PID holds\n"
@@ -79,11 +81,18 @@ std::string UsageText() {
            "written from its start and ends where the lists end.\n"
            "\n"
            "Without the selector, PELTAK64 is the browser's native-messaging host,\n"
-           "started by the browser (not built yet).\n"
+           "started by the browser with arguments of its own. It reads the add-on's\n"
+           "messages from standard input (a 4-byte little-endian length, then\n"
+           "UTF-8 JSON of at most 64 MB), passes each to the running ContentClassifier\n"
+           "with the browser's process id and path, and writes each reply back the\n"
+           "same way (at most 1 MB). When no classifier answers, the reply is\n"
+           "{\"error\":\"classifier not running\"}. Problems go to standard error.\n"
            "\n"
-           "Exit codes: 0 the interop file is complete; 1 the files could not be\n"
-           "listed or the interop file not written; 2 a wrong command line;\n"
-           "3 started as the native-messaging host.\n";
+           "Exit codes: 0 the interop file is complete, or the browser closed the\n"
+           "host's input; 1 the files could not be listed or the interop file not\n"
+           "written; 2 a wrong command line; 3 the host's input broke off inside a\n"
+           "message or announced one over 64 MB, or its output closed; 4 the host\n"
+           "has no pipes to reach the classifier.\n";
 }
 
 OpenedMediaFileLists SortOpenedMediaFiles(const std::vector<std::wstring>& paths) {
@@ -119,13 +128,7 @@ int RunPeltak(const std::vector<std::wstring>& arguments) {
             PrintError(command.problem);
             std::fputs(UsageText().c_str(), stderr);
             return kExitUsage;
-        case Mode::NativeHost:
-            // Standard output belongs to the browser in this mode: the message
-            // goes to standard error alone.
-            PrintError(
-                "started without the mode selector, as the browser's native-messaging host; "
-                "this mode is not built yet. See PELTAK64 --help.");
-            return kExitNativeHostNotBuilt;
+        case Mode::NativeHost: return RunNativeHostOnStandardStreams();
         case Mode::ListOpenFiles: break;
     }
 

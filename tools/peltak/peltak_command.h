@@ -17,10 +17,13 @@ namespace qv::peltak {
 inline constexpr const wchar_t* kListOpenFilesSelector = L"{B5A1C3D7-9E42-4F06-8C1B-2D7E6F30A914}";
 
 // Exit codes.
-inline constexpr int kExitListed = 0;              // the interop file is complete
-inline constexpr int kExitListingFailed = 1;       // no such process, no access, file not written
-inline constexpr int kExitUsage = 2;               // the command line is wrong
-inline constexpr int kExitNativeHostNotBuilt = 3;  // started as the native-messaging host
+inline constexpr int kExitListed = 0;         // the interop file is complete
+inline constexpr int kExitListingFailed = 1;  // no such process, no access, file not written
+inline constexpr int kExitUsage = 2;          // the command line is wrong
+// As the native-messaging host:
+inline constexpr int kExitInputEnded = 0;   // the browser closed standard input
+inline constexpr int kExitInputBroken = 3;  // the framing broke, or standard output closed
+inline constexpr int kExitHostFailed = 4;   // no way to reach a classifier
 
 enum class Mode { Help, ListOpenFiles, NativeHost, Invalid };
 
