@@ -13,14 +13,11 @@
 #include "platform/native.h"
 #include "platform/platform.h"
 #include "support/native_host_test_server.h"
-#include "support/wait_until.h"
+#include "support/run_with_std_files.h"
 
 #ifdef _WIN32
-#include "platform/win32/win32_unique_handle.h"
+#include "platform/win32/windows_api.h"
 #else
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #endif
 
@@ -65,7 +62,7 @@ protected:
         const fs::path in = folder / "in.bin", out = folder / "out.bin";
         std::ofstream(in, std::ios::binary) << input;
         const fs::path peltak = fs::path(self).parent_path() / PeltakName();
-        const uint32_t code = Start(peltak, in, out);
+        const uint32_t code = test::RunWithStdFiles(peltak, "chrome-extension://test/", in, out);
         std::ifstream read(out, std::ios::binary);
         output.assign(std::istreambuf_iterator<char>(read), {});
         return code;
@@ -74,49 +71,9 @@ protected:
 #ifdef _WIN32
     static const wchar_t* PeltakName() { return L"PELTAK64.exe"; }
     static uint32_t ProcessId() { return ::GetCurrentProcessId(); }
-    static uint32_t Start(const fs::path& peltak, const fs::path& in, const fs::path& out) {
-        SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-        const CUniqueHandle input(
-            ::CreateFileW(in.c_str(), GENERIC_READ, FILE_SHARE_READ, &inherit, OPEN_EXISTING, 0, nullptr));
-        const CUniqueHandle output(
-            ::CreateFileW(out.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr));
-        STARTUPINFOW startup{};
-        startup.cb = sizeof startup;
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdInput = input.get();
-        startup.hStdOutput = output.get();
-        startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
-        std::wstring commandLine = L"\"" + peltak.wstring() + L"\" chrome-extension://test/";
-        PROCESS_INFORMATION info{};
-        if (!input || !output ||
-            !::CreateProcessW(peltak.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                              &info))
-            return 1000;
-        const CUniqueHandle process(info.hProcess), thread(info.hThread);
-        DWORD code = 1001;
-        if (::WaitForSingleObject(process.get(), 60000) != WAIT_OBJECT_0) ::TerminateProcess(process.get(), 1002);
-        ::GetExitCodeProcess(process.get(), &code);
-        return code;
-    }
 #else
     static const char* PeltakName() { return "PELTAK64"; }
     static uint32_t ProcessId() { return static_cast<uint32_t>(::getpid()); }
-    static uint32_t Start(const fs::path& peltak, const fs::path& in, const fs::path& out) {
-        const pid_t pid = ::fork();
-        if (pid == 0) {
-            const int input = ::open(in.c_str(), O_RDONLY),
-                      output = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            if (input < 0 || output < 0 || ::dup2(input, 0) < 0 || ::dup2(output, 1) < 0) ::_exit(126);
-            ::execl(peltak.c_str(), peltak.c_str(), "chrome-extension://test/", nullptr);
-            ::_exit(127);
-        }
-        int status = 0;
-        if (pid < 0 || !test::WaitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; })) {
-            if (pid > 0 && ::kill(pid, SIGKILL) == 0) ::waitpid(pid, nullptr, 0);
-            return 1001;
-        }
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 1002;
-    }
 #endif
 
     CRefPtr<IPlatform> platform = CreateNativePlatform();

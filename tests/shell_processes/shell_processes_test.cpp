@@ -3,7 +3,10 @@
 // and a token that cannot be opened. The platform is the machine's own.
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -13,7 +16,9 @@
 #include "platform/native.h"
 #include "platform/platform.h"
 #include "shell/named_mutex.h"
+#include "support/run_with_std_files.h"
 #include "support/wait_until.h"
+#include "web/native_host_pipe_name.h"
 
 #ifdef _WIN32
 #include "platform/win32/windows_api.h"
@@ -265,6 +270,40 @@ TEST_F(ShellProcessesTest, TheFirstStartRegistersTheHostTheNextWritesNothingAndA
     StartAndStop(std::wstring(L"moved") + kSeparator + L"ContentClassifier");
     EXPECT_NE(content().find(hostPathAsJson((moved / "").wstring())), std::string::npos) << content();
     fs::remove_all(moved, ignored);
+}
+
+// The browser's native host, started as a browser starts it, reaches the
+// running classifier's pipe and hands the add-on the classifier's own reply.
+TEST_F(ShellProcessesTest, TheNativeHostReachesTheRunningClassifierAndReturnsItsReply) {
+    CRefPtr<INamedMutex> token;
+    const std::wstring name = HoldToken(token);
+    CRefPtr<IProcessHandle> classifier = StartClassifier(name);
+    ASSERT_TRUE(classifier);
+    ASSERT_TRUE(test::WaitUntil(
+        [&] { return platform->Pipes()->WaitNamedPipe(NativeHostPipeName(0), 0) == 0 || ExitCode(*classifier, {}); }));
+    ASSERT_FALSE(ExitCode(*classifier, std::chrono::milliseconds(0))) << "the classifier ended before it served";
+
+    const std::string message =
+        R"({"instanceId":"i","changes":[{"type":"web-page","id":"0000000000000001-0000000000000002","url":"x"}]})";
+    const auto size = static_cast<uint32_t>(message.size());
+    const std::filesystem::path in = std::filesystem::temp_directory_path() / ("qv-host-in-" + WideToUtf8(name));
+    const std::filesystem::path out = in.string() + ".out";
+    std::ofstream(in, std::ios::binary) << std::string{char(size), char(size >> 8), char(size >> 16), char(size >> 24)}
+                                        << message;
+    EXPECT_EQ(test::RunWithStdFiles(folder + kNativeHostName, "chrome-extension://test/", in, out), 0u);
+    std::ifstream read(out, std::ios::binary);
+    const std::string reply(std::istreambuf_iterator<char>(read), {});
+    EXPECT_TRUE(std::regex_match(reply.size() > 4 ? reply.substr(4) : reply,
+                                 std::regex(R"(\{"hostId":"\{[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}\}",)"
+                                            R"("isDefaultEndpoint":true\})")))
+        << reply;
+    read.close();
+    std::error_code ignored;
+    std::filesystem::remove(in, ignored);
+    std::filesystem::remove(out, ignored);
+
+    ASSERT_EQ(token->ReleaseMutex(), 0u);
+    EXPECT_EQ(ExitCode(*classifier), 0u);
 }
 
 }  // namespace

@@ -1,0 +1,64 @@
+#include "support/run_with_std_files.h"
+
+#include "support/wait_until.h"
+
+#ifdef _WIN32
+#include "platform/win32/win32_unique_handle.h"
+#else
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace qv::test {
+
+#ifdef _WIN32
+uint32_t RunWithStdFiles(const std::filesystem::path& program, const std::string& argument,
+                         const std::filesystem::path& input, const std::filesystem::path& output) {
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    const CUniqueHandle in(
+        ::CreateFileW(input.c_str(), GENERIC_READ, FILE_SHARE_READ, &inherit, OPEN_EXISTING, 0, nullptr));
+    const CUniqueHandle out(
+        ::CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr));
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = in.get();
+    startup.hStdOutput = out.get();
+    startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
+    std::wstring commandLine = L"\"" + program.wstring() + L"\" " + std::filesystem::path(argument).wstring();
+    PROCESS_INFORMATION info{};
+    if (!in || !out ||
+        !::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                          &info))
+        return 1000;
+    const CUniqueHandle process(info.hProcess), thread(info.hThread);
+    DWORD code = 1001;
+    if (::WaitForSingleObject(process.get(), static_cast<DWORD>(kWaitBound.count())) != WAIT_OBJECT_0)
+        ::TerminateProcess(process.get(), 1001);
+    ::GetExitCodeProcess(process.get(), &code);
+    return code;
+}
+#else
+uint32_t RunWithStdFiles(const std::filesystem::path& program, const std::string& argument,
+                         const std::filesystem::path& input, const std::filesystem::path& output) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const int in = ::open(input.c_str(), O_RDONLY),
+                  out = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        if (in < 0 || out < 0 || ::dup2(in, 0) < 0 || ::dup2(out, 1) < 0) ::_exit(126);
+        ::execl(program.c_str(), program.c_str(), argument.c_str(), nullptr);
+        ::_exit(127);
+    }
+    if (pid < 0) return 1000;
+    int status = 0;
+    if (!WaitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; })) {
+        if (::kill(pid, SIGKILL) == 0) ::waitpid(pid, nullptr, 0);
+        return 1001;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1002;
+}
+#endif
+
+}  // namespace qv::test
