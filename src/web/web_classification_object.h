@@ -14,6 +14,8 @@ namespace qv {
 
 class CWebContentClassifier;
 
+// There is no lock of the object's own: everything here runs on the main
+// thread, and nothing would ever take it.
 class CWebClassificationObject : public CCommonBase {
 public:
     CWebClassificationObject(const CRefPtr<ITraceFuncCallTarget>& traceTarget,
