@@ -37,7 +37,7 @@ public:
     CWebPage(const CRefPtr<ITraceFuncCallTarget>& traceTarget, const CRefPtr<IAsyncActionDispatcher>& dispatcher,
              const CRefPtr<CContentClassifierLog>& log, const WebObjectId& id);
 
-    // The names are the add-on's JSON keys.
+    // The names are the protocol's: the add-on sets a property by its name.
     observable_property<CWebPage, CRefPtr<CWebPageClassifier>> WebPageClassifier{this, "WebPageClassifier"};
     observable_property<CWebPage, std::string> browser{this, "browser"};
     observable_property<CWebPage, bool> disposed{this, "disposed"};

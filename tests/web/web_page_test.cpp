@@ -117,20 +117,23 @@ TEST_F(WebPageTest, AWatchPageWithAVideoOfKnownLength) {
     EXPECT_FALSE(page->isYoutube.value());
 }
 
+// The whole chain comes down inside the removal: an audible watch page with
+// a video of known length and a script.
 TEST_F(WebPageTest, DisposalRemovesPageAndNodesOnTheNextDispatch) {
-    CRefPtr<CWebPage> page = Page(1);
+    CRefPtr<CWebPage> page = AudiblePage(1, "https://www.youtube.com/watch?v=abc");
     page->disposed.set(false);
     EXPECT_EQ(h.RunPending(), 0u);
 
-    Video(1, 1);
+    Video(1, 1)->duration.set(60.0f);
     Node<CWebScriptNode>(2, "web-script-node", 1);
+    ASSERT_TRUE(page->HasYoutubeAudibleVideoElements.value() && Audible(page.get()));
     CWeakRefPtr<CWebPage> weak(page);
     page->disposed.set(true);
     page = nullptr;
     EXPECT_EQ(web->Objects.size(), 3u);
     h.RunPending();
     EXPECT_TRUE(web->Objects.empty());
-    EXPECT_TRUE(web->WebPages.empty());
+    EXPECT_TRUE(web->WebPages.empty() && web->AudibleWebPages.empty());
     EXPECT_FALSE(weak.Lock());
 }
 
