@@ -20,6 +20,9 @@ CRefPtr<CWebClassificationObject> Make(const CRefPtr<ITraceFuncCallTarget>& trac
 WebObjectFactory FindWebObjectFactory(const std::string& type) {
     static const std::map<std::string, WebObjectFactory> table = {
         {"web-page", &Make<CWebPage>},
+        {"web-video-element", &Make<CWebVideoElement>},
+        {"web-audio-element", &Make<CWebAudioElement>},
+        {"web-script-node", &Make<CWebScriptNode>},
     };
     auto it = table.find(type);
     return it == table.end() ? nullptr : it->second;

@@ -14,6 +14,10 @@ namespace qv {
 
 class CWebContentClassifier;
 
+// There is no lock of the object's own: everything here runs on the main
+// thread, and nothing would ever take it. Objects trace through their
+// classifier's trace target, which the factory hands on, so that the scopes
+// of their handlers show up in its trace.
 class CWebClassificationObject : public CCommonBase {
 public:
     CWebClassificationObject(const CRefPtr<ITraceFuncCallTarget>& traceTarget,
