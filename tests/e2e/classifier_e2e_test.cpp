@@ -199,9 +199,10 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
     LoggedProcess& movie = Start("vlc", {m_bin + "/vlc", "--play", film, "--seconds", "40"});
     ASSERT_TRUE(WaitForWord(host, output, 1, "Movie", kWordBound))
         << "heard " << Joined(Heard(host, output)) << " while a movie player plays";
-    EXPECT_TRUE(WaitUntil([&] { return HasLine(metaLog, L"Media file: " + Utf8ToWide(film) + L"\n"); }, kWordBound,
-                          kPoll))
-        << "the meta log never named the film; the classifier's trace:\n" << host.Output();
+    EXPECT_TRUE(
+        WaitUntil([&] { return HasLine(metaLog, L"Media file: " + Utf8ToWide(film) + L"\n"); }, kWordBound, kPoll))
+        << "the meta log never named the film; the classifier's trace:\n"
+        << host.Output();
 
     // A call outranks the movie while it lasts.
     LoggedProcess& call = Start("zoom", {m_bin + "/zoom", "--record", "--bursts", "--seconds", "3", "--tone", "220"});
@@ -237,9 +238,8 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
 // of speech-like bursts is heard as speech.
 TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
     const std::string output = "E2E-File-Speakers";
-    const std::string sink =
-        LoadSink("file", output,
-                 "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
+    const std::string sink = LoadSink(
+        "file", output, "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
     PipeTestServer metaLog(CreateNativePlatform()->Pipes(), CContentClassifierLog::kPipeName);
     ASSERT_EQ(metaLog.CreateError(), 0u);
     LoggedProcess& host = StartHost(sink);
@@ -264,7 +264,8 @@ TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
             return false;
         },
         kWordBound, kPoll))
-        << "the meta log never told the music file's verdict; the classifier's trace:\n" << host.Output();
+        << "the meta log never told the music file's verdict; the classifier's trace:\n"
+        << host.Output();
     // Music is a word of its own for the host, spelt as the fallback.
     ASSERT_TRUE(WaitForWord(host, output, 3, "AnyContent", kWordBound)) << "heard " << Joined(Heard(host, output));
     music.Signal(SIGINT);
@@ -273,11 +274,55 @@ TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
     LoggedProcess& speech = play("speech.wav");
     ASSERT_TRUE(WaitForWord(host, output, 4, "Voice", kWordBound)) << "heard " << Joined(Heard(host, output));
     // The meta log's line goes out over its own pipe, in its own time.
-    EXPECT_TRUE(WaitUntil(
-        [&] { return HasLine(metaLog, L"Media file: " + Utf8ToWide(m_media + "/speech.wav") + L"\n"); },
-        kWordBound, kPoll));
+    EXPECT_TRUE(
+        WaitUntil([&] { return HasLine(metaLog, L"Media file: " + Utf8ToWide(m_media + "/speech.wav") + L"\n"); },
+                  kWordBound, kPoll));
     speech.Signal(SIGINT);
     ASSERT_TRUE(speech.WaitForExit(kExitBound));
+    host.Signal(SIGINT);
+    ASSERT_EQ(host.WaitForExit(kExitBound), 0);
+}
+
+// A browser's tab: "chrome" starts PELTAK64 as its native host, as a browser
+// does for its add-on, and plays from a child; the add-on's messages say that
+// the tab of a meeting service plays. The browser's session takes the page's word;
+// a browser's name alone gives none.
+TEST_F(ClassifierEndToEnd, ABrowsersAudiblePageGivesItsSessionThePagesWord) {
+    const std::string output = "E2E-Web-Speakers";
+    const std::string sink = LoadSink(
+        "web", output, "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
+    // Pages count on the default output only.
+    ASSERT_TRUE(SoundServer::Get().MakeDefaultSink(sink)) << SoundServer::Get().Diagnostics();
+    LoggedProcess& host = StartHost();
+    ASSERT_TRUE(WaitForWord(host, output, 0, "AnyContent", kStartBound)) << "heard " << Joined(Heard(host, output));
+
+    const std::string page = "00000000000000a1-00000000000000b2";
+    const std::string message = R"({"instanceId":"e2e","changes":[)"
+                                R"({"type":"web-page","id":")" +
+                                page +
+                                R"(","url":"https://meet.google.com/abc-defg-hij","audible":true,"muted":false},)"
+                                R"({"type":"web-audio-element","id":"00000000000000c3-00000000000000d4","pageId":")" +
+                                page + R"(","playing":true,"duration":3600.0}]})";
+    const std::string frames = m_folder + "/add-on-messages";
+    {
+        std::ofstream file(frames, std::ios::binary);
+        const auto size = static_cast<uint32_t>(message.size());
+        const char length[4] = {static_cast<char>(size), static_cast<char>(size >> 8), static_cast<char>(size >> 16),
+                                static_cast<char>(size >> 24)};
+        file.write(length, 4).write(message.data(), static_cast<std::streamsize>(message.size()));
+    }
+    CopyProgram(QV_DEMO_CLIENT, m_bin + "/chrome");
+    // As Chromium does, the browser plays from a child, its audio service.
+    LoggedProcess& browser = Start("chrome", {m_bin + "/chrome", "--seconds", "30", "--audio-service", "--native-host",
+                                              QV_PELTAK, "--native-host-input", frames});
+    ASSERT_TRUE(WaitForWord(host, output, 1, "Voice", kWordBound))
+        << "heard " << Joined(Heard(host, output)) << " while the browser's meeting tab plays; the browser:\n"
+        << browser.Describe() << "the classifier's trace:\n"
+        << host.Output();
+    // The native host passed the classifier's reply back to the add-on.
+    EXPECT_NE(browser.Output().find(R"("isDefaultEndpoint":true)"), std::string::npos) << browser.Describe();
+    browser.Signal(SIGINT);
+    ASSERT_TRUE(browser.WaitForExit(kExitBound));
     host.Signal(SIGINT);
     ASSERT_EQ(host.WaitForExit(kExitBound), 0);
 }

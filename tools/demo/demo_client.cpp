@@ -20,8 +20,8 @@
 #include <thread>
 #include <vector>
 
+#include "child_process.h"
 #include "decoded_file.h"
-#include "native_host_child.h"
 #include "platform/linux/linux_unique_fd.h"
 
 namespace {
@@ -39,6 +39,10 @@ struct Options {
     // does, and the file of framed messages that it reads.
     std::string nativeHost;
     std::string nativeHostInput;
+    // Play from a child, as Chromium plays from its audio service; the
+    // arguments that the child takes on.
+    bool audioService = false;
+    std::vector<std::string> childArguments;
 };
 
 void PrintHelp() {
@@ -60,6 +64,8 @@ void PrintHelp() {
         "                  while playing, start PROGRAM as a browser starts its\n"
         "                  native-messaging host, its standard input read from FILE\n"
         "                  (messages already framed), its answers on standard output\n"
+        "  --audio-service play from a child process of this program, as Chromium plays\n"
+        "                  from its audio service\n"
         "  --help          this text\n");
 }
 
@@ -72,8 +78,12 @@ bool Parse(int argc, char** argv, Options& o) {
             std::exit(0);
         } else if (a == "--record") {
             o.record = true;
+            o.childArguments.push_back(a);
         } else if (a == "--bursts") {
             o.bursts = true;
+            o.childArguments.push_back(a);
+        } else if (a == "--audio-service") {
+            o.audioService = true;
         } else if (a == "--seconds" || a == "--tone" || a == "--sink" || a == "--source" || a == "--play" ||
                    a == "--native-host" || a == "--native-host-input") {
             const char* v = next();
@@ -81,6 +91,8 @@ bool Parse(int argc, char** argv, Options& o) {
                 std::fprintf(stderr, "quorvane-demo-client: %s needs a value\n", a.c_str());
                 return false;
             }
+            if (a != "--native-host" && a != "--native-host-input")
+                o.childArguments.insert(o.childArguments.end(), {a, v});
             if (a == "--play")
                 o.play = v;
             else if (a == "--native-host")
@@ -142,6 +154,20 @@ private:
 int main(int argc, char** argv) {
     Options o;
     if (!Parse(argc, argv, o)) return 2;
+    std::optional<qv::demo::CChildProcess> nativeHost;
+    if (!o.nativeHost.empty()) {
+        // The host's answers share this program's standard output.
+        std::fflush(stdout);
+        nativeHost.emplace(std::vector<std::string>{o.nativeHost}, o.nativeHostInput);
+        if (!nativeHost->Started()) std::fprintf(stderr, "quorvane-demo-client: %s\n", nativeHost->Problem().c_str());
+    }
+    if (o.audioService) {
+        std::vector<std::string> child{argv[0]};
+        child.insert(child.end(), o.childArguments.begin(), o.childArguments.end());
+        qv::demo::CChildProcess service(child);
+        if (!service.Started()) std::fprintf(stderr, "quorvane-demo-client: %s\n", service.Problem().c_str());
+        return service.Wait();
+    }
     // The file stays open for the whole run, as a player keeps what it plays.
     qv::CUniqueFd held;
     qv::demo::DecodedFile decoded;
@@ -184,13 +210,6 @@ int main(int argc, char** argv) {
         done.store(true);
         if (recorder.joinable()) recorder.join();
         return 1;
-    }
-    // The host's answers share this program's standard output.
-    std::fflush(stdout);
-    std::optional<qv::demo::CNativeHostChild> nativeHost;
-    if (!o.nativeHost.empty()) {
-        nativeHost.emplace(o.nativeHost, o.nativeHostInput);
-        if (!nativeHost->Started()) std::fprintf(stderr, "quorvane-demo-client: %s\n", nativeHost->Problem().c_str());
     }
     const long frames = static_cast<long>(o.seconds * spec.rate);
     const long chunk = spec.rate / 10;
