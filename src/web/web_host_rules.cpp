@@ -1,26 +1,28 @@
 #include "web/web_host_rules.h"
 
-#include <regex>
+#include <string_view>
 #include <vector>
 
 namespace qv {
 
 namespace {
 
-struct CompiledRule {
-    std::regex pattern;
+// Each rule was an alternation of end-anchored names; a list of suffixes says
+// the same, and costs time linear in the host however long a page makes it.
+struct SuffixRule {
+    std::vector<std::string_view> suffixes;
     WebHostRule rule;
 };
 
-const std::vector<CompiledRule>& HostRules() {
-    static const std::vector<CompiledRule> rules = {
-        {std::regex(R"(\.audible\.com$|\.overdrive\.com$|meet\.google\.com$|hangouts\.google\.com$)"),
+const std::vector<SuffixRule>& HostRules() {
+    static const std::vector<SuffixRule> rules = {
+        {{".audible.com", ".overdrive.com", "meet.google.com", "hangouts.google.com"},
          {L"Voice", {CategoryVoice, 1.0f, 30, SourceWebPage, false}}},
-        {std::regex(R"(\.pandora\.com$|\.soundcloud\.com$|\.spotify\.com$|\.myspace\.com$|\.tunein\.com$|)"
-                    R"(\.last\.fm$|\.iheart\.com$|\.allmusic\.com$|music\.amazon\.com$|music\.youtube\.com$)"),
+        {{".pandora.com", ".soundcloud.com", ".spotify.com", ".myspace.com", ".tunein.com", ".last.fm", ".iheart.com",
+          ".allmusic.com", "music.amazon.com", "music.youtube.com"},
          {L"Music", {CategoryMusic, 1.0f, 20, SourceWebPage, false}}},
-        {std::regex(R"(\.amazon\.com$|\.hulu\.com$|\.netflix\.com$|\.disneyplus\.com$|\.hbo\.com$|)"
-                    R"(\.crackle\.com$|\.popcornflix\.com$|\.vudu\.com$)"),
+        {{".amazon.com", ".hulu.com", ".netflix.com", ".disneyplus.com", ".hbo.com", ".crackle.com", ".popcornflix.com",
+          ".vudu.com"},
          {L"Movie", {CategoryMovie, 1.0f, 10, SourceWebPage, false}}},
     };
     return rules;
@@ -29,8 +31,9 @@ const std::vector<CompiledRule>& HostRules() {
 }  // namespace
 
 std::optional<WebHostRule> FindWebHostRule(const std::string& host) {
-    for (const CompiledRule& compiled : HostRules())
-        if (std::regex_search(host, compiled.pattern)) return compiled.rule;
+    for (const SuffixRule& rule : HostRules())
+        for (std::string_view suffix : rule.suffixes)
+            if (std::string_view(host).ends_with(suffix)) return rule.rule;
     return std::nullopt;
 }
 

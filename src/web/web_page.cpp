@@ -1,55 +1,49 @@
 #include "web/web_page.h"
 
 #include <cstddef>
-#include <regex>
+#include <optional>
+#include <string_view>
 
 #include "core/text.h"
+#include "web/url_parts.h"
 #include "web/web_content_classifier.h"
 
 namespace qv {
 
 namespace {
 
-// Compiled once for the process.
-const std::regex& UrlRegex() {
-    static const std::regex regex(
-        R"(^([a-z][a-z0-9+\-.]*):(?://(?:([^@]+)@)?([^/:]+)?(?::([^/]+))?)?(?:/([^\?#]*))?(?:\?([^#]+))?(?:#(.+))?)",
-        std::regex::ECMAScript | std::regex::icase);
-    return regex;
-}
-
-const std::regex& YoutubeHostRegex() {
-    static const std::regex regex(R"(\.youtube\.com$)", std::regex::ECMAScript | std::regex::icase);
-    return regex;
-}
-
-// "v" must be the query's first parameter.
-const std::regex& QueryVideoIdRegex() {
-    static const std::regex regex("^v=([^&]+)", std::regex::ECMAScript);
-    return regex;
-}
-
-const std::regex& VersionRegex() {
-    static const std::regex regex(R"(([0-9]+)(?:\.([0-9]+))?(?:\.([0-9]+))?(?:\.([0-9]+))?)", std::regex::ECMAScript);
-    return regex;
-}
-
-// Decimal digits, wrapping: only the low byte of each part is kept, and the
-// low byte of the wrapped number is the low byte of the true one.
-uint32_t VersionPart(const std::ssub_match& part) {
-    uint32_t value = 0;
-    for (char c : part.str()) value = value * 10u + static_cast<uint32_t>(c - '0');
-    return value & 0xFFu;
-}
-
+// What "([0-9]+)(?:\.([0-9]+))?(?:\.([0-9]+))?(?:\.([0-9]+))?" finds first,
+// each part kept to its low byte (read wrapping, which keeps the low byte of
+// the true number). Written out, as the text is the add-on's word and a
+// backtracking search recurses once per digit.
 uint32_t ParseExtensionVersion(const std::string& text) {
-    std::smatch match;
-    if (!std::regex_search(text, match, VersionRegex())) return CWebPage::kFirstExtensionVersion;
-    return VersionPart(match[1]) << 24 | VersionPart(match[2]) << 16 | VersionPart(match[3]) << 8 |
-           VersionPart(match[4]);
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    std::size_t at = 0;
+    while (at < text.size() && !isDigit(text[at])) ++at;
+    if (at == text.size()) return CWebPage::kFirstExtensionVersion;
+    uint32_t number = 0;
+    for (int part = 0; part < 4; ++part) {
+        if (part > 0) {
+            if (at + 1 >= text.size() || text[at] != '.' || !isDigit(text[at + 1])) break;
+            ++at;
+        }
+        uint32_t value = 0;
+        for (; at < text.size() && isDigit(text[at]); ++at) value = value * 10u + static_cast<uint32_t>(text[at] - '0');
+        number |= (value & 0xFFu) << (24 - 8 * part);
+    }
+    return number;
 }
 
-bool Found(const std::string& text, const std::regex& regex) { return std::regex_search(text, regex); }
+// The video site's hosts: a subdomain of its domain, in any case.
+bool IsVideoSiteHost(const std::string& host) {
+    constexpr std::string_view kSuffix = ".youtube.com";
+    if (host.size() < kSuffix.size()) return false;
+    for (std::size_t i = 0; i < kSuffix.size(); ++i) {
+        const char c = host[host.size() - kSuffix.size() + i];
+        if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) != kSuffix[i]) return false;
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -223,15 +217,14 @@ QV_WEB_PAGE_TRACE_TEXT(title)
 void CWebPage::CWebPage_urlChanged(void*, CallbackCallReason) {
     if (url->empty()) return;
     QV_TRACE_SCOPE(L"CWebPage::url_Changed", Utf8ToWide(url.value()));
-    std::smatch parts;
-    if (std::regex_match(url.value(), parts, UrlRegex())) {
-        urlScheme.set(parts[1].str());
-        urlUserinfo.set(parts[2].str());
-        urlHost.set(parts[3].str());
-        urlPort.set(parts[4].str());
-        urlPath.set(parts[5].str());
-        urlQuery.set(parts[6].str());
-        urlFragment.set(parts[7].str());
+    if (std::optional<UrlParts> parts = DecomposeUrl(url.value())) {
+        urlScheme.set(parts->scheme);
+        urlUserinfo.set(parts->userinfo);
+        urlHost.set(parts->host);
+        urlPort.set(parts->port);
+        urlPath.set(parts->path);
+        urlQuery.set(parts->query);
+        urlFragment.set(parts->fragment);
     }
     PlayingMediaElements.Subscribe(this, PlayingMediaElements_CollectionHandlers());
     IsAudible.Subscribe(this, IsAudible_Handlers());
@@ -307,7 +300,7 @@ void CWebPage::CWebPage_IsAudibleChanging(void*, CallbackCallReason) {
 void CWebPage::CWebPage_urlHostChanged(void*, CallbackCallReason) {
     if (urlHost->empty()) return;
     QV_TRACE_SCOPE(L"CWebPage::urlHost_Changed", Utf8ToWide(urlHost.value()));
-    if (!Found(urlHost.value(), YoutubeHostRegex())) return;
+    if (!IsVideoSiteHost(urlHost.value())) return;
     isYoutube.set(true);
     IsAudible.Subscribe(this, youtubeIsAudible_Handlers());
 }
@@ -315,7 +308,7 @@ void CWebPage::CWebPage_urlHostChanged(void*, CallbackCallReason) {
 void CWebPage::CWebPage_urlHostChanging(void*, CallbackCallReason) {
     if (urlHost->empty()) return;
     QV_TRACE_SCOPE(L"CWebPage::urlHost_Changing", Utf8ToWide(urlHost.value()));
-    if (!Found(urlHost.value(), YoutubeHostRegex())) return;
+    if (!IsVideoSiteHost(urlHost.value())) return;
     IsAudible.Unsubscribe(this, youtubeIsAudible_Handlers());
     isYoutube.set(false);
 }
@@ -335,9 +328,9 @@ void CWebPage::CWebPage_youtubeIsAudibleChanging(void*, CallbackCallReason) {
 void CWebPage::CWebPage_youtubeUrlQueryChanged(void*, CallbackCallReason) {
     if (urlQuery->empty()) return;
     QV_TRACE_SCOPE(L"CWebPage::urlQuery_Changed", Utf8ToWide(urlQuery.value()));
-    std::smatch match;
-    if (!std::regex_search(urlQuery.value(), match, QueryVideoIdRegex())) return;
-    youtubeVideoId.set(match[1].str());
+    std::optional<std::string> videoId = VideoIdOfQuery(urlQuery.value());
+    if (!videoId) return;
+    youtubeVideoId.set(*videoId);
     PlayingVideoElements.Subscribe(this, PlayingVideoElements_CollectionHandlers());
     HasYoutubeAudibleVideoElements.Subscribe(this, HasYoutubeAudibleVideoElements_Handlers());
 }
@@ -345,7 +338,7 @@ void CWebPage::CWebPage_youtubeUrlQueryChanged(void*, CallbackCallReason) {
 void CWebPage::CWebPage_youtubeUrlQueryChanging(void*, CallbackCallReason) {
     if (urlQuery->empty()) return;
     QV_TRACE_SCOPE(L"CWebPage::urlQuery_Changing", Utf8ToWide(urlQuery.value()));
-    if (!Found(urlQuery.value(), QueryVideoIdRegex())) return;
+    if (!VideoIdOfQuery(urlQuery.value())) return;
     PlayingVideoElements.Unsubscribe(this, PlayingVideoElements_CollectionHandlers());
     HasYoutubeAudibleVideoElements.Unsubscribe(this, HasYoutubeAudibleVideoElements_Handlers());
     youtubeVideoId.set(std::string());
