@@ -54,7 +54,9 @@ private:
     std::shared_ptr<CMessageHandover> m_handover;
 };
 
-// The reply to one request, from the main thread; empty for none.
+// The reply to one request, from the main thread; empty for none. A refused
+// request only leaves its trace line there. The classifier is locked on the
+// main thread alone, so that its last reference is never let go here.
 std::string AnswerOnMainThread(std::stop_token stop, NativeHostRequest& request,
                                const CWeakRefPtr<CWebContentClassifier>& weakSelf,
                                const CRefPtr<IAsyncActionDispatcher>& dispatcher) {
@@ -64,8 +66,12 @@ std::string AnswerOnMainThread(std::stop_token stop, NativeHostRequest& request,
     auto done = std::make_shared<CSetWhenDropped>(handover);
     CRefPtr<CAsyncAction> action =
         CAsyncAction::Post(dispatcher, [weakSelf, shared, reply, done](CRefPtr<CAsyncAction>) {
-            if (CRefPtr<CWebContentClassifier> self = weakSelf.Lock())
-                self->ProcessMessage(shared->sourceProcessId, shared->sourceProcessPath, shared->body, *reply);
+            if (CRefPtr<CWebContentClassifier> self = weakSelf.Lock()) {
+                if (shared->refusal.empty())
+                    self->ProcessMessage(shared->sourceProcessId, shared->sourceProcessPath, shared->body, *reply);
+                else
+                    self->Trace(L"Native host request refused: %s.\n", Utf8ToWide(shared->refusal));
+            }
             done->Set();
         });
     done.reset();
@@ -83,8 +89,7 @@ void ServeExchange(std::stop_token stop, IPipeConnection& connection,
     if (!request) return;
     std::string reply;
     if (!request->refusal.empty()) {
-        if (CRefPtr<CWebContentClassifier> self = weakSelf.Lock())
-            self->Trace(L"Native host request refused: %s.\n", Utf8ToWide(request->refusal));
+        AnswerOnMainThread(stop, *request, weakSelf, dispatcher);
     } else if (request->body == "/exit") {
         // The native host's request to end the process. The quit went to a
         // thread id that nobody has, so the process ran on; it still does:
