@@ -1,0 +1,82 @@
+// The video's metadata on a watch page of the video site: the page's own
+// script, its watch page as served, or the site's video information give the
+// text; plain search in it gives a CYoutubeVideoInfo, and the one in force
+// gives the page its audio format and category.
+#include <cstdio>
+#include <string_view>
+
+#include "core/text.h"
+#include "web/video_site_text.h"
+#include "web/web_content_classifier.h"
+#include "web/web_page.h"
+#include "web/youtube_categories.h"
+
+namespace qv {
+
+namespace {
+
+// What the site's player configuration begins with in the page's script.
+constexpr std::string_view kPlayerConfigMarker = "var ytplayer = ytplayer || {};ytplayer.config = ";
+
+}  // namespace
+
+// The script: the added handler is replayed for each node there now, and the
+// removed one for each node on the way out.
+void CWebPage::CWebPage_extractYoutubeMetaFromScriptChanged(void*, CallbackCallReason) {
+    if (extractYoutubeMetaFromScript.value()) ScriptNodes.Subscribe(this, ScriptNodes_CollectionHandlers());
+}
+
+void CWebPage::CWebPage_extractYoutubeMetaFromScriptChanging(void*, CallbackCallReason) {
+    if (extractYoutubeMetaFromScript.value()) ScriptNodes.Unsubscribe(this, ScriptNodes_CollectionHandlers());
+}
+
+// The text is read as the node enters: the add-on sends it in a change
+// before the one that names the page. The marker's offset is one in bytes,
+// used on the unescaped wide text, which is never longer: the search may
+// begin a little behind the marker, while the keys stand far behind it.
+void CWebPage::ScriptNodes_ItemAdded(const CRefPtr<CWebScriptNode>& node, int32_t) {
+    const std::string& text = node->text.value();
+    if (text.empty()) return;
+    const std::size_t start = text.find(kPlayerConfigMarker);
+    if (start == std::string::npos) return;
+    // The configuration must be the one of the video in the page's address,
+    // not of one the page had before.
+    const std::wstring wide = Utf8ToWide(text);
+    if (wide.find(L"\\\\u0026docid=" + Utf8ToWide(youtubeVideoId.value())) == std::wstring::npos) return;
+    youtubeVideoRawInfoFromScript.set(UnescapeVideoSiteText(wide));
+    youtubeVideoInfoFromScript.set(CYoutubeVideoInfo::FromText(youtubeVideoRawInfoFromScript.value(), start));
+    youtubeVideoInfo.set(youtubeVideoInfoFromScript.value());
+}
+
+// Any script node with text takes the script's result away, whichever node
+// gave it.
+void CWebPage::ScriptNodes_ItemRemoved(const CRefPtr<CWebScriptNode>& node, int32_t) {
+    if (node->text->empty()) return;
+    youtubeVideoInfo.set(nullptr);
+    youtubeVideoInfoFromScript.set(nullptr);
+    youtubeVideoRawInfoFromScript.set(std::wstring());
+}
+
+// The result in force. The category stays when the result goes: the page
+// keeps the last category known until a new name arrives.
+void CWebPage::CWebPage_youtubeVideoInfoChanged(void*, CallbackCallReason) {
+    const CRefPtr<CYoutubeVideoInfo> info = youtubeVideoInfo.value();
+    if (!info) return;
+    const double seconds = info->ApproxDurationMs / 1000.0;
+    AudioStreamBasicInfo.set(MakeRef<CAudioStreamBasicInfo>(info->AudioChannels, info->AudioSampleRate, 16u, seconds));
+    if (CRefPtr<CWebContentClassifier> owner = WebContentClassifier->Lock()) {
+        if (owner->Log())
+            owner->Log()->VideoSite.Set(
+                {seconds, info->AudioSampleRate / 1000.0, static_cast<int32_t>(info->AudioChannels)});
+        if (!info->CategoryName.empty())
+            owner->LogLine("{" + FormatWebObjectId(Id) + "} >>> Youtube category = " + WideToUtf8(info->CategoryName));
+    }
+    const auto found = YoutubeCategoryIds().find(info->CategoryName);
+    if (found != YoutubeCategoryIds().end()) youtubeCategoryId.set(found->second);
+}
+
+void CWebPage::CWebPage_youtubeVideoInfoChanging(void*, CallbackCallReason) {
+    if (youtubeVideoInfo.value()) AudioStreamBasicInfo.set(nullptr);
+}
+
+}  // namespace qv

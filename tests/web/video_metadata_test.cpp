@@ -1,0 +1,96 @@
+// The video's metadata on a watch page: from the page's script as the
+// add-on delivers it, and from the watch page fetched on a worker thread.
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "web/youtube_categories.h"
+#include "web_fixture.h"
+
+namespace qv::test {
+namespace {
+
+constexpr const char* kPage = "0000000000000001-0000000000000002";
+constexpr const char* kVideo = "0000000000000003-0000000000000004";
+constexpr const char* kScript = "0000000000000005-0000000000000006";
+constexpr const char* kOtherScript = "0000000000000007-0000000000000008";
+
+// The player's configuration as the page's script holds it: the player's
+// response is a JSON text inside a JSON string, its quotes escaped.
+const std::string kConfigScript =
+    R"(var ytplayer = ytplayer || {};ytplayer.config = {"args":{"url":"/v\\u0026docid=abc\\u0026","player_response":")"
+    R"({\"streamingData\":{\"formats\":[{\"audioSampleRate\":\"44100\",\"audioChannels\":2,\"approxDurationMs\":)"
+    R"(\"213000\"}],\"adaptiveFormats\":[{\"audioSampleRate\":\"96000\"}]},\"videoDetails\":{\"shortDescription\":)"
+    R"(\"Live \\u0026 loud\"},\"microformat\":{\"category\":\"Music\"}}"}};)";
+
+class VideoMetadataTest : public WebModelTest {
+protected:
+    void Send(nlohmann::json changes) {
+        std::string reply;
+        web->ProcessMessage(4242, L"/usr/lib/chromium/chromium", nlohmann::json{{"changes", changes}}.dump(), reply);
+    }
+    // A watch page that plays its video, as the add-on reports it, with the
+    // category table that an allowed add-on's page gets.
+    CRefPtr<CWebPage> WatchPage(const char* version = "1.0") {
+        Send(
+            {{{"type", "web-page"}, {"id", kPage}, {"extensionVersion", version}},
+             {{"type", "web-page"}, {"id", kPage}, {"url", "https://www.youtube.com/watch?v=abc"}, {"audible", true}},
+             {{"type", "web-video-element"}, {"id", kVideo}, {"pageId", kPage}, {"playing", true}, {"duration", 213}}});
+        CRefPtr<CWebPage> page(dynamic_cast<CWebPage*>(web->Objects.Find(*ParseWebObjectId(kPage)).get()));
+        page->WebPageClassifier.value()->YoutubeCategoryClassifications.set(
+            MakeRef<CYoutubeCategoryClassifications_ZK>());
+        return page;
+    }
+    // The text comes in a change before the one that names the page: the
+    // node is read as it enters the page's collection.
+    void SendScript(const char* id, const std::string& text) {
+        Send({{{"type", "web-script-node"}, {"id", id}, {"text", text}}});
+        Send({{{"type", "web-script-node"}, {"id", id}, {"pageId", kPage}}});
+    }
+};
+
+TEST_F(VideoMetadataTest, TheScriptGivesCategoryAndAudioFormat) {
+    CRefPtr<CWebPage> page = WatchPage();
+    SendScript(kOtherScript, "var other = 1;");
+    EXPECT_FALSE(page->youtubeVideoInfo.value()) << "a script without the configuration does nothing";
+    SendScript(kScript, kConfigScript);
+
+    ASSERT_TRUE(page->youtubeVideoInfo.value());
+    EXPECT_EQ(page->youtubeVideoInfo.value()->ShortDescription, L"Live & loud");
+    EXPECT_EQ(page->youtubeCategoryId.value(), YoutubeCategoryIds().at(L"Music"));
+    EXPECT_EQ(page->WebPageClassifier.value()->Classification.value(),
+              (CClassification{CategoryMusic, 1.0f, 20, SourceWebPage}));
+    const CAudioStreamBasicInfo* audio = page->AudioStreamBasicInfo->get();
+    ASSERT_TRUE(audio);
+    EXPECT_EQ(audio->ChannelCount, 2u);
+    EXPECT_EQ(audio->SamplesPerSecond, 44100u) << "the adaptive streams' rate does not count";
+    EXPECT_EQ(audio->BitsPerSample, 16u);
+    EXPECT_EQ(audio->DurationSeconds, 213.0);
+    EXPECT_EQ(h.log->VideoSite.fields, (VideoSiteFields{213.0, 44.1, 2}));
+
+    // Any script with text leaving the page takes the script's result with
+    // it; the category stays until a new name comes.
+    Send({{{"type", "web-script-node"}, {"id", kOtherScript}, {"pageId", "0000000000000009-000000000000000a"}}});
+    EXPECT_FALSE(page->youtubeVideoInfo.value());
+    EXPECT_FALSE(page->AudioStreamBasicInfo.value());
+    EXPECT_TRUE(page->youtubeVideoRawInfoFromScript->empty());
+    EXPECT_EQ(page->youtubeCategoryId.value(), YoutubeCategoryIds().at(L"Music"));
+}
+
+TEST_F(VideoMetadataTest, AScriptOfAnotherVideoOrSentWithItsPageIsNotRead) {
+    CRefPtr<CWebPage> page = WatchPage();
+    std::string other = kConfigScript;
+    other.replace(other.find("docid=abc"), 9, "docid=xyz");
+    SendScript(kScript, other);
+    EXPECT_FALSE(page->youtubeVideoInfo.value());
+    Send({{{"type", "web-script-node"}, {"id", kOtherScript}, {"pageId", kPage}, {"text", kConfigScript}}});
+    EXPECT_FALSE(page->youtubeVideoInfo.value());
+    // A replay of the subscription reads it.
+    page->extractYoutubeMetaFromScript.set(false);
+    page->extractYoutubeMetaFromScript.set(true);
+    EXPECT_TRUE(page->youtubeVideoInfo.value());
+}
+
+}  // namespace
+}  // namespace qv::test
