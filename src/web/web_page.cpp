@@ -391,6 +391,7 @@ void CWebPage::CWebPage_elementDurationChanging(void* sender, CallbackCallReason
 void CWebPage::CWebPage_HasYoutubeAudibleVideoElementsChanged(void*, CallbackCallReason) {
     if (!HasYoutubeAudibleVideoElements.value()) return;
     QV_TRACE_SCOPE(L"CWebPage::HasYoutubeAudibleVideoElements_Changed");
+    extractYoutubeMetaFromHtmlPage.Subscribe(this, extractYoutubeMetaFromHtmlPage_Handlers());
     extractYoutubeMetaFromScript.Subscribe(this, extractYoutubeMetaFromScript_Handlers());
     youtubeVideoInfo.Subscribe(this, youtubeVideoInfo_Handlers());
 }
@@ -398,6 +399,7 @@ void CWebPage::CWebPage_HasYoutubeAudibleVideoElementsChanged(void*, CallbackCal
 void CWebPage::CWebPage_HasYoutubeAudibleVideoElementsChanging(void*, CallbackCallReason) {
     if (!HasYoutubeAudibleVideoElements.value()) return;
     QV_TRACE_SCOPE(L"CWebPage::HasYoutubeAudibleVideoElements_Changing");
+    extractYoutubeMetaFromHtmlPage.Unsubscribe(this, extractYoutubeMetaFromHtmlPage_Handlers());
     extractYoutubeMetaFromScript.Unsubscribe(this, extractYoutubeMetaFromScript_Handlers());
     youtubeVideoInfo.Unsubscribe(this, youtubeVideoInfo_Handlers());
 }

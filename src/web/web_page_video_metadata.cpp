@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <string_view>
 
+#include "core/async.h"
 #include "core/text.h"
+#include "web/video_site_fetch.h"
 #include "web/video_site_text.h"
 #include "web/web_content_classifier.h"
 #include "web/web_page.h"
@@ -18,7 +20,62 @@ namespace {
 // What the site's player configuration begins with in the page's script.
 constexpr std::string_view kPlayerConfigMarker = "var ytplayer = ytplayer || {};ytplayer.config = ";
 
+// The query that asks the site for its plain HTML5 page of the video.
+constexpr const wchar_t* kVideoQuerySuffix = L"&hl=en_US&html5=1&el=embedded";
+
 }  // namespace
+
+// The watch page as served, fetched on a worker thread of its own. The
+// worker touches no model object and holds none: the page weakly, the
+// dispatcher, the path, and the action, whose function holds the same. Its
+// text comes back in an action that shares the first one's cancellation,
+// so a cancel stops the fetch and the delivery alike.
+void CWebPage::CWebPage_extractYoutubeMetaFromHtmlPageChanged(void*, CallbackCallReason) {
+    if (!extractYoutubeMetaFromHtmlPage.value()) return;
+    const std::wstring path = L"/watch?v=" + Utf8ToWide(youtubeVideoId.value()) + kVideoQuerySuffix;
+    if (WebContentClassifier->Lock()) {
+        PendingHtmlFetch = CAsyncAction::Post(
+            Dispatcher(),
+            [page = CWeakRefPtr<CWebPage>(this), dispatcher = Dispatcher(), path](const CRefPtr<CAsyncAction>& action) {
+                CThread::Start([page, dispatcher, path, action](std::stop_token stop) {
+                    const CRefPtr<CAsyncActionCancellation> cancellation = action->GetCancellation();
+                    std::wstring text;
+                    const auto cancelled = [&] { return cancellation->Cancelled.load() || stop.stop_requested(); };
+                    if (FetchVideoSiteText(path, text, cancelled) != 0) return;
+                    CAsyncAction::Post(
+                        dispatcher,
+                        [page, utf8 = WideToUtf8(text)](const CRefPtr<CAsyncAction>&) {
+                            if (CRefPtr<CWebPage> live = page.Lock())
+                                live->receivedYoutubeVideoRawInfoFromHtmlPage.set(utf8);
+                        },
+                        cancellation);
+                });
+            });
+    }
+    receivedYoutubeVideoRawInfoFromHtmlPage.Subscribe(this, receivedYoutubeVideoRawInfoFromHtmlPage_Handlers());
+}
+
+void CWebPage::CWebPage_extractYoutubeMetaFromHtmlPageChanging(void*, CallbackCallReason) {
+    if (!extractYoutubeMetaFromHtmlPage.value()) return;
+    CancelPending(PendingHtmlFetch);
+    receivedYoutubeVideoRawInfoFromHtmlPage.Unsubscribe(this, receivedYoutubeVideoRawInfoFromHtmlPage_Handlers());
+    receivedYoutubeVideoRawInfoFromHtmlPage.set(std::string());
+}
+
+void CWebPage::CWebPage_receivedYoutubeVideoRawInfoFromHtmlPageChanged(void*, CallbackCallReason) {
+    if (receivedYoutubeVideoRawInfoFromHtmlPage->empty()) return;
+    youtubeVideoRawInfoFromHtmlPage.set(
+        UnescapeVideoSiteText(Utf8ToWide(receivedYoutubeVideoRawInfoFromHtmlPage.value())));
+    youtubeVideoInfoFromHtmlPage.set(CYoutubeVideoInfo::FromText(youtubeVideoRawInfoFromHtmlPage.value(), 0));
+    youtubeVideoInfo.set(youtubeVideoInfoFromHtmlPage.value());
+}
+
+void CWebPage::CWebPage_receivedYoutubeVideoRawInfoFromHtmlPageChanging(void*, CallbackCallReason) {
+    if (receivedYoutubeVideoRawInfoFromHtmlPage->empty()) return;
+    youtubeVideoInfo.set(nullptr);
+    youtubeVideoInfoFromHtmlPage.set(nullptr);
+    youtubeVideoRawInfoFromHtmlPage.set(std::wstring());
+}
 
 // The script: the added handler is replayed for each node there now, and the
 // removed one for each node on the way out.

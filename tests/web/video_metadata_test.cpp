@@ -1,5 +1,6 @@
 // The video's metadata on a watch page: from the page's script as the
 // add-on delivers it, and from the watch page fetched on a worker thread.
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -90,6 +91,70 @@ TEST_F(VideoMetadataTest, AScriptOfAnotherVideoOrSentWithItsPageIsNotRead) {
     page->extractYoutubeMetaFromScript.set(false);
     page->extractYoutubeMetaFromScript.set(true);
     EXPECT_TRUE(page->youtubeVideoInfo.value());
+}
+
+// The watch page as served: its JSON escaped once more, non-ASCII in
+// UTF-8, read in chunks that cut a character in two.
+class HtmlPageFetchTest : public VideoMetadataTest {
+protected:
+    void SetUp() override {
+        http.PutBody(kWatchPath,
+                     R"(<script>var r = "{\"audioSampleRate\":\"48000\",\"audioChannels\":2},)"
+                     R"({\"approxDurationMs\":\"60000\"},\"shortDescription\":\"Caf)"
+                     "\xC3\xA9"
+                     R"(\",)"
+                     R"(\"category\":\"Education\"}";</script>)",
+                     7);
+    }
+    // The worker holds the action until its very end, after any delivery
+    // was posted.
+    void RunUntilTheWorkerEnds(const CRefPtr<CWebPage>& page) {
+        const CWeakRefPtr<CAsyncAction> pending = page->PendingHtmlFetch;
+        EXPECT_TRUE(h.RunUntil([&] { return !pending.Lock(); }));
+        h.RunPending();
+    }
+    static constexpr const wchar_t* kWatchPath = L"/watch?v=abc&hl=en_US&html5=1&el=embedded";
+    CSimHttp& http = *h.platform->SimHttp;
+};
+
+TEST_F(HtmlPageFetchTest, TheWatchPageGivesTheMetadata) {
+    CRefPtr<CWebPage> page = WatchPage("2.0");
+    RunUntilTheWorkerEnds(page);
+    ASSERT_TRUE(page->youtubeVideoInfo.value());
+    EXPECT_EQ(page->youtubeVideoInfo.value(), page->youtubeVideoInfoFromHtmlPage.value());
+    EXPECT_EQ(page->youtubeVideoInfo.value()->ShortDescription, L"Caf\u00e9");
+    EXPECT_EQ(page->youtubeCategoryId.value(), YoutubeCategoryIds().at(L"Education"));
+    EXPECT_EQ(page->AudioStreamBasicInfo.value()->SamplesPerSecond, 48000u);
+    EXPECT_EQ(page->AudioStreamBasicInfo.value()->DurationSeconds, 60.0);
+    ASSERT_EQ(http.Requests().size(), 1u);
+    const SimHttpRequest request = http.Requests()[0];
+    EXPECT_EQ(
+        request.agent + L" " + request.verb + L" " + request.host + L":" + std::to_wstring(request.port) + request.path,
+        std::wstring(L"UserAgent GET www.youtube.com:443") + kWatchPath);
+    EXPECT_TRUE(request.secure);
+}
+
+TEST_F(HtmlPageFetchTest, AFailedFetchLeavesNothing) {
+    http.Failures().Fail(L"WinHttpReadData", 12002);
+    CRefPtr<CWebPage> page = WatchPage("2.0");
+    RunUntilTheWorkerEnds(page);
+    EXPECT_TRUE(http.WaitAllClosed(std::chrono::seconds(0)));
+    EXPECT_TRUE(page->receivedYoutubeVideoRawInfoFromHtmlPage->empty());
+    EXPECT_FALSE(page->youtubeVideoInfo.value());
+}
+
+// The flag goes down while the fetch is inside a read: the fetch stops at
+// its next look and nothing comes back.
+TEST_F(HtmlPageFetchTest, ACancelInTheMiddleDeliversNothing) {
+    http.HoldNext(L"WinHttpReadData");
+    CRefPtr<CWebPage> page = WatchPage("2.0");
+    ASSERT_TRUE(h.RunUntil([&] { return http.WaitHeld(std::chrono::milliseconds(0)); }));
+    page->extractYoutubeMetaFromHtmlPage.set(false);
+    http.LetGo();
+    RunUntilTheWorkerEnds(page);
+    EXPECT_TRUE(http.WaitAllClosed(std::chrono::seconds(0)));
+    EXPECT_TRUE(page->receivedYoutubeVideoRawInfoFromHtmlPage->empty());
+    EXPECT_FALSE(page->youtubeVideoInfo.value());
 }
 
 }  // namespace
