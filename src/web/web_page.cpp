@@ -392,6 +392,7 @@ void CWebPage::CWebPage_HasYoutubeAudibleVideoElementsChanged(void*, CallbackCal
     if (!HasYoutubeAudibleVideoElements.value()) return;
     QV_TRACE_SCOPE(L"CWebPage::HasYoutubeAudibleVideoElements_Changed");
     extractYoutubeMetaFromHtmlPage.Subscribe(this, extractYoutubeMetaFromHtmlPage_Handlers());
+    extractYoutubeMetaFromVideoId.Subscribe(this, extractYoutubeMetaFromVideoId_Handlers());
     extractYoutubeMetaFromScript.Subscribe(this, extractYoutubeMetaFromScript_Handlers());
     youtubeVideoInfo.Subscribe(this, youtubeVideoInfo_Handlers());
 }
@@ -400,6 +401,7 @@ void CWebPage::CWebPage_HasYoutubeAudibleVideoElementsChanging(void*, CallbackCa
     if (!HasYoutubeAudibleVideoElements.value()) return;
     QV_TRACE_SCOPE(L"CWebPage::HasYoutubeAudibleVideoElements_Changing");
     extractYoutubeMetaFromHtmlPage.Unsubscribe(this, extractYoutubeMetaFromHtmlPage_Handlers());
+    extractYoutubeMetaFromVideoId.Unsubscribe(this, extractYoutubeMetaFromVideoId_Handlers());
     extractYoutubeMetaFromScript.Unsubscribe(this, extractYoutubeMetaFromScript_Handlers());
     youtubeVideoInfo.Unsubscribe(this, youtubeVideoInfo_Handlers());
 }

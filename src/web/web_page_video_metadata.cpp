@@ -2,7 +2,9 @@
 // script, its watch page as served, or the site's video information give the
 // text; plain search in it gives a CYoutubeVideoInfo, and the one in force
 // gives the page its audio format and category.
+#include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <string_view>
 
 #include "core/async.h"
@@ -75,6 +77,42 @@ void CWebPage::CWebPage_receivedYoutubeVideoRawInfoFromHtmlPageChanging(void*, C
     youtubeVideoInfo.set(nullptr);
     youtubeVideoInfoFromHtmlPage.set(nullptr);
     youtubeVideoRawInfoFromHtmlPage.set(std::wstring());
+}
+
+// The site's video information, asked on the main thread, which waits for
+// the whole fetch. Only a sender that sets the flag itself gets here.
+void CWebPage::CWebPage_extractYoutubeMetaFromVideoIdChanged(void*, CallbackCallReason) {
+    if (!extractYoutubeMetaFromVideoId.value()) return;
+    const std::wstring path = L"/get_video_info?video_id=" + Utf8ToWide(youtubeVideoId.value()) + kVideoQuerySuffix;
+    std::wstring text;
+    if (FetchVideoSiteText(path, text, [] { return false; }) == 0)
+        receivedYoutubeVideoRawInfoFromVideoId.set(WideToUtf8(text));
+    receivedYoutubeVideoRawInfoFromVideoId.Subscribe(this, receivedYoutubeVideoRawInfoFromVideoId_Handlers());
+}
+
+void CWebPage::CWebPage_extractYoutubeMetaFromVideoIdChanging(void*, CallbackCallReason) {
+    if (!extractYoutubeMetaFromVideoId.value()) return;
+    receivedYoutubeVideoRawInfoFromVideoId.Unsubscribe(this, receivedYoutubeVideoRawInfoFromVideoId_Handlers());
+    receivedYoutubeVideoRawInfoFromVideoId.set(std::string());
+}
+
+// The answer is a form-encoded query: percent escapes and '+' for blanks.
+// One that does not decode gives nothing.
+void CWebPage::CWebPage_receivedYoutubeVideoRawInfoFromVideoIdChanged(void*, CallbackCallReason) {
+    if (receivedYoutubeVideoRawInfoFromVideoId->empty()) return;
+    std::optional<std::wstring> decoded = PercentDecode(Utf8ToWide(receivedYoutubeVideoRawInfoFromVideoId.value()));
+    if (!decoded) return;
+    std::replace(decoded->begin(), decoded->end(), L'+', L' ');
+    youtubeVideoRawInfoFromVideoId.set(std::move(*decoded));
+    youtubeVideoInfoFromVideoId.set(CYoutubeVideoInfo::FromText(youtubeVideoRawInfoFromVideoId.value(), 0));
+    youtubeVideoInfo.set(youtubeVideoInfoFromVideoId.value());
+}
+
+void CWebPage::CWebPage_receivedYoutubeVideoRawInfoFromVideoIdChanging(void*, CallbackCallReason) {
+    if (receivedYoutubeVideoRawInfoFromVideoId->empty()) return;
+    youtubeVideoInfo.set(nullptr);
+    youtubeVideoInfoFromVideoId.set(nullptr);
+    youtubeVideoRawInfoFromVideoId.set(std::wstring());
 }
 
 // The script: the added handler is replayed for each node there now, and the

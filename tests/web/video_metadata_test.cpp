@@ -157,5 +157,25 @@ TEST_F(HtmlPageFetchTest, ACancelInTheMiddleDeliversNothing) {
     EXPECT_FALSE(page->youtubeVideoInfo.value());
 }
 
+// Only a sender that sets the flag asks the site's video information; the
+// main thread waits for the answer, a form-encoded query.
+TEST_F(HtmlPageFetchTest, TheVideoInformationIsAskedWhenTheSenderSaysSo) {
+    const wchar_t* path = L"/get_video_info?video_id=abc&hl=en_US&html5=1&el=embedded";
+    http.PutBody(path,
+                 "status=ok&player_response=%7B%22audioSampleRate%22%3A%2222050%22%2C%22category%22%3A%22"
+                 "People+%26+Blogs%22%7D");
+    CRefPtr<CWebPage> page = WatchPage();
+    Send({{{"type", "web-page"}, {"id", kPage}, {"extractYoutubeMetaFromVideoId", true}}});
+    ASSERT_TRUE(page->youtubeVideoInfo.value());
+    EXPECT_EQ(page->youtubeCategoryId.value(), YoutubeCategoryIds().at(L"People & Blogs"));
+    EXPECT_EQ(page->AudioStreamBasicInfo.value()->SamplesPerSecond, 22050u);
+
+    http.PutBody(path, "status=ok&player_response=%7B%00");
+    page->extractYoutubeMetaFromVideoId.set(false);
+    EXPECT_FALSE(page->youtubeVideoInfo.value());
+    page->extractYoutubeMetaFromVideoId.set(true);
+    EXPECT_FALSE(page->youtubeVideoInfo.value()) << "an answer that does not decode gives nothing";
+}
+
 }  // namespace
 }  // namespace qv::test
