@@ -3,7 +3,6 @@
 // text; plain search in it gives a CYoutubeVideoInfo, and the one in force
 // gives the page its audio format and category.
 #include <algorithm>
-#include <cstdio>
 #include <optional>
 #include <string_view>
 

@@ -44,7 +44,6 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         InfoCase{"full", kFull, 0, 44100, 2, 213000, L"Film & Animation", L"Live & loud"},
         InfoCase{"start past the keys", kFull, kFull.size() - 5, 8000, 1, 100000000, L"", L""},
-        InfoCase{"start beyond the text", kFull, kFull.size() + 100, 8000, 1, 100000000, L"", L""},
         InfoCase{"none of the keys", L"<html></html>", 0, 8000, 1, 100000000, L"", L""},
         InfoCase{"a rate behind the adaptive list does not count",
                  LR"({"audioSampleRate":"22050","adaptiveFormats":[{"audioSampleRate":"48000"}])", 0, 22050, 1,
@@ -57,19 +56,6 @@ INSTANTIATE_TEST_SUITE_P(
         InfoCase{"a start key without its end key", LR"({"approxDurationMs":"1000","approxDurationMs":"9)", 0, 8000, 1,
                  1000, L"", L""},
         InfoCase{"empty values", LR"({"audioSampleRate":"","category":"")", 0, 8000, 1, 100000000, L"", L""}));
-
-TEST(ExtractBetweenTest, MovesThePositionToTheEndKeyOrOff) {
-    const std::wstring text = L"a=<1> b=<2>";
-    std::size_t position = 0;
-    EXPECT_EQ(ExtractBetween(text, position, L"=<", L">", L"-"), L"1");
-    EXPECT_EQ(position, 4u);
-    EXPECT_EQ(ExtractBetween(text, position, L"=<", L">", L"-"), L"2");
-    EXPECT_EQ(ExtractBetween(text, position, L"=<", L">", L"-"), L"-");
-    EXPECT_EQ(position, std::wstring::npos);
-    position = 0;
-    EXPECT_EQ(ExtractBetween(text, position, L"=<", L"#", L"-"), L"-");
-    EXPECT_EQ(position, 3u) << "without an end key the position stays behind the start key";
-}
 
 TEST(VideoSiteTextTest, UnescapesQuotesThenBackslashes) {
     EXPECT_EQ(UnescapeVideoSiteText(LR"({\"a\":\"b\\\\u0026c\"} \\\")"), LR"({"a":"b\\u0026c"} \")");
