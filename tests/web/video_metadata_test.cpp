@@ -142,6 +142,22 @@ TEST_F(HtmlPageFetchTest, ACancelInTheMiddleDeliversNothing) {
     EXPECT_FALSE(page->youtubeVideoInfo.value());
 }
 
+// The page goes while its fetch is inside a read; its tear-down cancels,
+// and the worker, which holds it only weakly, ends without touching it.
+TEST_F(HtmlPageFetchTest, APageThatDiesDuringItsFetchIsLeftAlone) {
+    http.HoldNext(L"WinHttpReadData");
+    CRefPtr<CWebPage> page = WatchPage("2.0");
+    ASSERT_TRUE(h.RunUntil([&] { return http.WaitHeld(std::chrono::milliseconds(0)); }));
+    const CWeakRefPtr<CAsyncAction> pending = page->PendingHtmlFetch;
+    const CWeakRefPtr<CWebPage> gone(page.get());
+    web->Objects.Remove(page->Id);
+    page = nullptr;
+    ASSERT_FALSE(gone.Lock());
+    http.LetGo();
+    EXPECT_TRUE(h.RunUntil([&] { return !pending.Lock(); }));
+    EXPECT_TRUE(http.WaitAllClosed(std::chrono::seconds(0)));
+}
+
 // Only a sender that sets the flag asks the site's video information; the
 // main thread waits for the answer, a form-encoded query.
 TEST_F(HtmlPageFetchTest, TheVideoInformationIsAskedWhenTheSenderSaysSo) {
