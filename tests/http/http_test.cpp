@@ -44,7 +44,7 @@ protected:
     static Win32Error Open(const std::wstring& host, const std::wstring& path, CRefPtr<IHttpRequest>& request) {
         CRefPtr<IHttpSession> session;
         CRefPtr<IHttpConnection> connection;
-        if (Win32Error e = m_http->WinHttpOpen(L"UserAgent", session)) return e;
+        if (Win32Error e = s_http->WinHttpOpen(L"UserAgent", session)) return e;
         if (Win32Error e = session->WinHttpConnect(host, 443, connection)) return e;
         if (Win32Error e = connection->WinHttpOpenRequest(L"GET", path, true, request)) return e;
         if (Win32Error e = request->WinHttpSendRequest()) return e;
@@ -69,7 +69,7 @@ protected:
     }
 
     static inline std::unique_ptr<test::CHttpsTestServer> s_server;
-    static inline CRefPtr<IHttp> m_http = MakeRef<CLinuxHttp>();
+    static inline CRefPtr<IHttp> s_http = MakeRef<CLinuxHttp>();
 };
 
 std::string ExpectedPage() {
@@ -111,18 +111,6 @@ TEST_F(LinuxHttpTest, FailuresGiveWinHttpNumbers) {
     ASSERT_EQ(::getsockname(idle.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
     SetLinuxHttpTestRoute({{std::string(kHost) + ":443:127.0.0.1:" + std::to_string(ntohs(address.sin_port))}, ""});
     EXPECT_EQ(Fetch(L"/page").error, ERROR_WINHTTP_CANNOT_CONNECT);
-}
-
-TEST_F(LinuxHttpTest, CallsOutOfOrderAreRefused) {
-    CRefPtr<IHttpSession> session;
-    CRefPtr<IHttpConnection> connection;
-    CRefPtr<IHttpRequest> request;
-    ASSERT_EQ(m_http->WinHttpOpen(L"UserAgent", session), ERROR_SUCCESS);
-    ASSERT_EQ(session->WinHttpConnect(L"www.youtube.com", 443, connection), ERROR_SUCCESS);
-    ASSERT_EQ(connection->WinHttpOpenRequest(L"GET", L"/page", true, request), ERROR_SUCCESS);
-    uint32_t available = 0;
-    EXPECT_EQ(request->WinHttpQueryDataAvailable(available), ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
-    EXPECT_EQ(request->WinHttpReceiveResponse(), ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
 }
 
 // The caller stops in the middle of an endless body and lets the handles

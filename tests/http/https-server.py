@@ -1,15 +1,8 @@
 #!/usr/bin/env python3
-"""A local HTTPS server for the HTTP port's tests.
-
-Makes a test CA and a certificate for the host name given, in the folder
-given (the CA is ca.pem there), listens on a free port of 127.0.0.1 and
-prints "port N". Paths:
-  /page    a long text in many small writes ("line 000000\\n" ... up to LINES)
-  /reset   headers promising more than is sent, then the connection reset
-  /stall   a long body that trickles until the client goes away; then
-           "disconnected /stall" is printed
-  others   404 with the body "no such page\\n"
-"""
+"""A local HTTPS server for the HTTP port's tests: makes a test CA (ca.pem)
+and a certificate for the host in the folder given, prints "port N", and
+serves /page, /reset (a reset mid-body), /stall (an endless body; prints
+"disconnected /stall" when the client goes) and 404 for the rest."""
 import http.server
 import os
 import socket
