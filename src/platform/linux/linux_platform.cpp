@@ -5,7 +5,6 @@
 #include "platform/linux/linux_audio.h"
 #include "platform/linux/linux_debug_output.h"
 #include "platform/linux/linux_files.h"
-#include "platform/linux/linux_http.h"
 #include "platform/linux/linux_media.h"
 #include "platform/linux/linux_pipes.h"
 #include "platform/linux/linux_plugins.h"
@@ -69,12 +68,7 @@ CRefPtr<IMediaFoundation> CLinuxPlatform::Media() {
     if (!m_media) m_media = MakeRef<CLinuxMediaFoundation>();
     return m_media;
 }
-// Every request has a transfer of its own, so one port serves them all.
-CRefPtr<IHttp> CLinuxPlatform::Http() {
-    std::lock_guard lock(m_mutex);
-    if (!m_http) m_http = MakeRef<CLinuxHttp>();
-    return m_http;
-}
+CRefPtr<IHttp> CLinuxPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CLinuxPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CLinuxPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
 CRefPtr<IPluginLoader> CLinuxPlatform::Plugins() {

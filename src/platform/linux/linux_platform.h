@@ -42,7 +42,6 @@ private:
     CRefPtr<IProcesses> m_processes;
     CRefPtr<IFiles> m_files;
     CRefPtr<IMediaFoundation> m_media;
-    CRefPtr<IHttp> m_http;
     CRefPtr<IPluginLoader> m_plugins;
 };
 

@@ -18,7 +18,6 @@ CSimPlatform::CSimPlatform()
       SimFiles(MakeRef<CSimFiles>(SimJournal)),
       SimResources(MakeRef<CSimResources>(SimJournal)),
       SimMedia(MakeRef<CSimMedia>()),
-      SimHttp(MakeRef<CSimHttp>()),
       m_native(CreateNativePlatform()) {}
 
 CSimPlatform::~CSimPlatform() {
@@ -29,7 +28,6 @@ CSimPlatform::~CSimPlatform() {
     SimPower->Shutdown();
     SimProcesses->Shutdown();
     SimSync->Shutdown();
-    SimHttp->Shutdown();
 }
 
 CRefPtr<IMessageLoop> CSimPlatform::CreateMessageLoop() { return MakeRef<CPortableMessageLoop>(); }
@@ -46,7 +44,7 @@ CRefPtr<IProcesses> CSimPlatform::Processes() { return SimProcesses; }
 CRefPtr<IFiles> CSimPlatform::Files() { return SimFiles; }
 CRefPtr<IResources> CSimPlatform::Resources() { return SimResources; }
 CRefPtr<IMediaFoundation> CSimPlatform::Media() { return SimMedia; }
-CRefPtr<IHttp> CSimPlatform::Http() { return SimHttp; }
+CRefPtr<IHttp> CSimPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
 CRefPtr<IAppServices> CSimPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CSimPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
 // Libraries load for real: the plug-in and its test doubles are real files.
