@@ -61,6 +61,21 @@ inline constexpr Win32Error ERROR_RESOURCE_TYPE_NOT_FOUND = 1813;
 inline constexpr Win32Error ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
 inline constexpr Win32Error ERROR_NEGATIVE_SEEK = 131;
 inline constexpr Win32Error ERROR_DIRECTORY = 267;
+inline constexpr Win32Error ERROR_NOT_ENOUGH_MEMORY = 8;
+
+// WinHTTP's errors (winhttp.h), which the HTTP port gives on every platform.
+inline constexpr Win32Error ERROR_WINHTTP_TIMEOUT = 12002;
+inline constexpr Win32Error ERROR_WINHTTP_INTERNAL_ERROR = 12004;
+inline constexpr Win32Error ERROR_WINHTTP_INVALID_URL = 12005;
+inline constexpr Win32Error ERROR_WINHTTP_UNRECOGNIZED_SCHEME = 12006;
+inline constexpr Win32Error ERROR_WINHTTP_NAME_NOT_RESOLVED = 12007;
+inline constexpr Win32Error ERROR_WINHTTP_OPERATION_CANCELLED = 12017;
+inline constexpr Win32Error ERROR_WINHTTP_INCORRECT_HANDLE_STATE = 12019;
+inline constexpr Win32Error ERROR_WINHTTP_CANNOT_CONNECT = 12029;
+inline constexpr Win32Error ERROR_WINHTTP_CONNECTION_ERROR = 12030;
+inline constexpr Win32Error ERROR_WINHTTP_INVALID_SERVER_RESPONSE = 12152;
+inline constexpr Win32Error ERROR_WINHTTP_REDIRECT_FAILED = 12156;
+inline constexpr Win32Error ERROR_WINHTTP_SECURE_FAILURE = 12175;
 
 // GetFileAttributesW's answers.
 inline constexpr uint32_t INVALID_FILE_ATTRIBUTES = 0xFFFFFFFFu;

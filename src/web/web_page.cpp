@@ -389,15 +389,21 @@ void CWebPage::CWebPage_elementDurationChanging(void* sender, CallbackCallReason
 
 // The video metadata's handlers hang here.
 void CWebPage::CWebPage_HasYoutubeAudibleVideoElementsChanged(void*, CallbackCallReason) {
-    if (HasYoutubeAudibleVideoElements.value()) {
-        QV_TRACE_SCOPE(L"CWebPage::HasYoutubeAudibleVideoElements_Changed");
-    }
+    if (!HasYoutubeAudibleVideoElements.value()) return;
+    QV_TRACE_SCOPE(L"CWebPage::HasYoutubeAudibleVideoElements_Changed");
+    extractYoutubeMetaFromHtmlPage.Subscribe(this, extractYoutubeMetaFromHtmlPage_Handlers());
+    extractYoutubeMetaFromVideoId.Subscribe(this, extractYoutubeMetaFromVideoId_Handlers());
+    extractYoutubeMetaFromScript.Subscribe(this, extractYoutubeMetaFromScript_Handlers());
+    youtubeVideoInfo.Subscribe(this, youtubeVideoInfo_Handlers());
 }
 
 void CWebPage::CWebPage_HasYoutubeAudibleVideoElementsChanging(void*, CallbackCallReason) {
-    if (HasYoutubeAudibleVideoElements.value()) {
-        QV_TRACE_SCOPE(L"CWebPage::HasYoutubeAudibleVideoElements_Changing");
-    }
+    if (!HasYoutubeAudibleVideoElements.value()) return;
+    QV_TRACE_SCOPE(L"CWebPage::HasYoutubeAudibleVideoElements_Changing");
+    extractYoutubeMetaFromHtmlPage.Unsubscribe(this, extractYoutubeMetaFromHtmlPage_Handlers());
+    extractYoutubeMetaFromVideoId.Unsubscribe(this, extractYoutubeMetaFromVideoId_Handlers());
+    extractYoutubeMetaFromScript.Unsubscribe(this, extractYoutubeMetaFromScript_Handlers());
+    youtubeVideoInfo.Unsubscribe(this, youtubeVideoInfo_Handlers());
 }
 
 // Disposal: the page is removed from Objects by a posted action, as the

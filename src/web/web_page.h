@@ -142,18 +142,18 @@ private:
     QV_PROPERTY_HANDLERS(CWebPage, HasYoutubeAudibleVideoElements)
     QV_PROPERTY_HOOKS(isYoutube)
     QV_PROPERTY_HOOKS(youtubeVideoId)
-    QV_PROPERTY_HOOKS(extractYoutubeMetaFromScript)
-    QV_PROPERTY_HOOKS(extractYoutubeMetaFromVideoId)
-    QV_PROPERTY_HOOKS(extractYoutubeMetaFromHtmlPage)
-    QV_PROPERTY_HOOKS(receivedYoutubeVideoRawInfoFromVideoId)
-    QV_PROPERTY_HOOKS(receivedYoutubeVideoRawInfoFromHtmlPage)
+    QV_PROPERTY_HANDLERS(CWebPage, extractYoutubeMetaFromScript)
+    QV_PROPERTY_HANDLERS(CWebPage, extractYoutubeMetaFromVideoId)
+    QV_PROPERTY_HANDLERS(CWebPage, extractYoutubeMetaFromHtmlPage)
+    QV_PROPERTY_HANDLERS(CWebPage, receivedYoutubeVideoRawInfoFromVideoId)
+    QV_PROPERTY_HANDLERS(CWebPage, receivedYoutubeVideoRawInfoFromHtmlPage)
     QV_PROPERTY_HOOKS(youtubeVideoRawInfoFromHtmlPage)
     QV_PROPERTY_HOOKS(youtubeVideoRawInfoFromVideoId)
     QV_PROPERTY_HOOKS(youtubeVideoRawInfoFromScript)
     QV_PROPERTY_HOOKS(youtubeVideoInfoFromHtmlPage)
     QV_PROPERTY_HOOKS(youtubeVideoInfoFromVideoId)
     QV_PROPERTY_HOOKS(youtubeVideoInfoFromScript)
-    QV_PROPERTY_HOOKS(youtubeVideoInfo)
+    QV_PROPERTY_HANDLERS(CWebPage, youtubeVideoInfo)
     QV_PROPERTY_HOOKS(youtubeCategoryId)
     QV_PROPERTY_HOOKS(IsVideo)
     QV_PROPERTY_HOOKS(AudioStreamBasicInfo)
@@ -167,6 +167,8 @@ private:
     QV_COLLECTION_HANDLERS(CWebPage, NodeCollection, WebNodes)
     QV_COLLECTION_HANDLERS(CWebPage, MediaElementCollection, PlayingMediaElements)
     QV_COLLECTION_HANDLERS(CWebPage, VideoElementCollection, PlayingVideoElements)
+    // The video metadata (web_page_video_metadata.cpp).
+    QV_COLLECTION_HANDLERS(CWebPage, ScriptNodeCollection, ScriptNodes)
 };
 
 }  // namespace qv

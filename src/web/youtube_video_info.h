@@ -3,6 +3,7 @@
 // text and never changed, so pages share it by reference.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -20,6 +21,14 @@ public:
           ApproxDurationMs(approxDurationMs),
           CategoryName(std::move(categoryName)),
           ShortDescription(std::move(shortDescription)) {}
+
+    // From the site's raw text, searched from `start` on: the largest of
+    // each number before the adaptive stream list, then the description and
+    // the category. What is missing takes its default: 8000 Hz, 1 channel,
+    // 100000000 ms, no text.
+    static CRefPtr<CYoutubeVideoInfo> FromText(const std::wstring& raw, std::size_t start);
+
+    static constexpr uint32_t kUnknownDurationMs = 100000000u;
 
     const uint32_t AudioSampleRate;  // hertz
     const uint32_t AudioChannels;

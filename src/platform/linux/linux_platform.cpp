@@ -5,6 +5,7 @@
 #include "platform/linux/linux_audio.h"
 #include "platform/linux/linux_debug_output.h"
 #include "platform/linux/linux_files.h"
+#include "platform/linux/linux_http.h"
 #include "platform/linux/linux_media.h"
 #include "platform/linux/linux_pipes.h"
 #include "platform/linux/linux_plugins.h"
@@ -68,7 +69,12 @@ CRefPtr<IMediaFoundation> CLinuxPlatform::Media() {
     if (!m_media) m_media = MakeRef<CLinuxMediaFoundation>();
     return m_media;
 }
-CRefPtr<IHttp> CLinuxPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
+// Every request has a transfer of its own, so one port serves them all.
+CRefPtr<IHttp> CLinuxPlatform::Http() {
+    std::lock_guard lock(m_mutex);
+    if (!m_http) m_http = MakeRef<CLinuxHttp>();
+    return m_http;
+}
 CRefPtr<IAppServices> CLinuxPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CLinuxPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
 CRefPtr<IPluginLoader> CLinuxPlatform::Plugins() {

@@ -42,6 +42,7 @@ private:
     CRefPtr<IProcesses> m_processes;
     CRefPtr<IFiles> m_files;
     CRefPtr<IMediaFoundation> m_media;
+    CRefPtr<IHttp> m_http;
     CRefPtr<IPluginLoader> m_plugins;
 };
 

@@ -18,6 +18,7 @@ CSimPlatform::CSimPlatform()
       SimFiles(MakeRef<CSimFiles>(SimJournal)),
       SimResources(MakeRef<CSimResources>(SimJournal)),
       SimMedia(MakeRef<CSimMedia>()),
+      SimHttp(MakeRef<CSimHttp>()),
       m_native(CreateNativePlatform()) {}
 
 CSimPlatform::~CSimPlatform() {
@@ -28,6 +29,7 @@ CSimPlatform::~CSimPlatform() {
     SimPower->Shutdown();
     SimProcesses->Shutdown();
     SimSync->Shutdown();
+    SimHttp->Shutdown();
 }
 
 CRefPtr<IMessageLoop> CSimPlatform::CreateMessageLoop() { return MakeRef<CPortableMessageLoop>(); }
@@ -44,7 +46,7 @@ CRefPtr<IProcesses> CSimPlatform::Processes() { return SimProcesses; }
 CRefPtr<IFiles> CSimPlatform::Files() { return SimFiles; }
 CRefPtr<IResources> CSimPlatform::Resources() { return SimResources; }
 CRefPtr<IMediaFoundation> CSimPlatform::Media() { return SimMedia; }
-CRefPtr<IHttp> CSimPlatform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
+CRefPtr<IHttp> CSimPlatform::Http() { return SimHttp; }
 CRefPtr<IAppServices> CSimPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CSimPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
 // Libraries load for real: the plug-in and its test doubles are real files.

@@ -9,6 +9,7 @@
 #include "platform/sim/sim_audio.h"
 #include "platform/sim/sim_debug_output.h"
 #include "platform/sim/sim_files.h"
+#include "platform/sim/sim_http.h"
 #include "platform/sim/sim_media.h"
 #include "platform/sim/sim_power.h"
 #include "platform/sim/sim_processes.h"
@@ -56,6 +57,7 @@ public:
     const CRefPtr<CSimFiles> SimFiles;
     const CRefPtr<CSimResources> SimResources;
     const CRefPtr<CSimMedia> SimMedia;
+    const CRefPtr<CSimHttp> SimHttp;
 
 private:
     CRefPtr<IPlatform> m_native;  // for what stays real: pipes

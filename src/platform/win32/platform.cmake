@@ -5,5 +5,7 @@ target_link_libraries(qv_platform_native PUBLIC ole32)
 # PropVariantClear), power events (powrprof), the mutexes' security
 # (advapi32), the known folders (shell32; their ids are in uuid), Media
 # Foundation (mfplat; the source reader in mfreadwrite, the attribute and
-# format ids in mfuuid) and the variant conversions (propsys).
-target_link_libraries(qv_platform_native PUBLIC ole32 uuid powrprof advapi32 shell32 mfplat mfreadwrite mfuuid propsys)
+# format ids in mfuuid), the variant conversions (propsys) and the HTTP port
+# (winhttp).
+target_link_libraries(qv_platform_native PUBLIC ole32 uuid powrprof advapi32 shell32 mfplat mfreadwrite mfuuid propsys
+                                                 winhttp)

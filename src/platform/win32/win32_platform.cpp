@@ -4,6 +4,7 @@
 #include "platform/win32/win32_debug_output.h"
 #include "platform/win32/win32_device_enumerator.h"
 #include "platform/win32/win32_files.h"
+#include "platform/win32/win32_http.h"
 #include "platform/win32/win32_media.h"
 #include "platform/win32/win32_message_loop.h"
 #include "platform/win32/win32_pipes.h"
@@ -31,6 +32,7 @@ CWin32Platform::CWin32Platform()
       m_files(MakeRef<CWin32Files>()),
       m_resources(MakeRef<CWin32Resources>()),
       m_media(MakeRef<CWin32MediaFoundation>()),
+      m_http(MakeRef<CWin32Http>()),
       m_plugins(MakeRef<CWin32PluginLoader>()) {}
 
 CRefPtr<IMessageLoop> CWin32Platform::CreateMessageLoop() { return MakeRef<CWin32MessageLoop>(); }
@@ -47,7 +49,7 @@ CRefPtr<IProcesses> CWin32Platform::Processes() { return m_processes; }
 CRefPtr<IFiles> CWin32Platform::Files() { return m_files; }
 CRefPtr<IResources> CWin32Platform::Resources() { return m_resources; }
 CRefPtr<IMediaFoundation> CWin32Platform::Media() { return m_media; }
-CRefPtr<IHttp> CWin32Platform::Http() { return ReportPortUnavailable(Name(), L"HTTP"); }
+CRefPtr<IHttp> CWin32Platform::Http() { return m_http; }
 CRefPtr<IAppServices> CWin32Platform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
 CRefPtr<IVendorApi> CWin32Platform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
 CRefPtr<IPluginLoader> CWin32Platform::Plugins() { return m_plugins; }

@@ -43,6 +43,7 @@ private:
     const CRefPtr<IFiles> m_files;
     const CRefPtr<IResources> m_resources;
     const CRefPtr<IMediaFoundation> m_media;
+    const CRefPtr<IHttp> m_http;
     const CRefPtr<IPluginLoader> m_plugins;
 };
 
