@@ -1,0 +1,62 @@
+// Per-tab batching: at most one message per tab every 250 ms, except that a
+// change the listener hears at once (a page turning audible, an element
+// starting or stopping) goes out immediately with whatever is pending.
+
+import { post } from './host.js';
+
+const MIN_GAP_MS = 250;
+const queues = new Map();
+
+function queueOf(tabId) {
+  let queue = queues.get(tabId);
+  if (!queue) {
+    queue = { changes: [], byId: new Map(), timer: 0, lastSent: 0 };
+    queues.set(tabId, queue);
+  }
+  return queue;
+}
+
+// Later values win. Script nodes are never merged: their text must arrive
+// in a change before the one carrying their page id.
+function merge(queue, change) {
+  const pending = change.type !== 'web-script-node' && queue.byId.get(change.id);
+  if (pending) {
+    Object.assign(pending, change);
+    return;
+  }
+  const own = { ...change };
+  queue.changes.push(own);
+  if (own.type !== 'web-script-node') queue.byId.set(own.id, own);
+}
+
+export function enqueue(tabId, changes, urgent) {
+  const queue = queueOf(tabId);
+  for (const change of changes) merge(queue, change);
+  if (urgent) {
+    flush(tabId);
+  } else if (!queue.timer) {
+    const wait = Math.max(0, queue.lastSent + MIN_GAP_MS - Date.now());
+    queue.timer = setTimeout(() => flush(tabId), wait);
+  }
+}
+
+// The page goes first so that its elements never name a page the classifier
+// has not heard of.
+function flush(tabId) {
+  const queue = queues.get(tabId);
+  if (!queue) return;
+  clearTimeout(queue.timer);
+  queue.timer = 0;
+  if (queue.changes.length === 0) return;
+  const changes = queue.changes.filter((c) => c.type === 'web-page')
+    .concat(queue.changes.filter((c) => c.type !== 'web-page'));
+  queue.changes = [];
+  queue.byId.clear();
+  queue.lastSent = Date.now();
+  post(changes);
+}
+
+export function forget(tabId) {
+  flush(tabId);
+  queues.delete(tabId);
+}
