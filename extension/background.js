@@ -5,7 +5,7 @@
 
 import { OBJECT_ID, runIds } from './ids.js';
 import { keepTrying, startHost, status } from './host.js';
-import { enqueue } from './outbox.js';
+import { enqueue, resendHeld } from './outbox.js';
 import { disposeTab, pageIdFor, reportTab, setIdPrefix } from './pages.js';
 
 const ELEMENT_TYPES = new Set(['web-video-element', 'web-audio-element', 'web-script-node']);
@@ -22,6 +22,7 @@ const whenReady = (handler) => (...args) => {
 // The classifier may have just started: every page in full, and every
 // frame's content script reports all it watches.
 async function resendEverything() {
+  resendHeld();
   const tabs = await chrome.tabs.query({});
   for (const tab of tabs) reportTab(tab, true);
   for (const tab of tabs) {

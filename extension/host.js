@@ -93,13 +93,16 @@ function onReply(reply) {
 
 // Posts once the host has answered; before that the changes are dropped, as
 // the first good reply makes the caller send everything again anyway.
+// Returns whether the message went out.
 export function post(changes) {
-  if (!port || !status.hostAnswers || changes.length === 0) return;
+  if (!port || !status.hostAnswers || changes.length === 0) return false;
   try {
     port.postMessage({ instanceId: status.instanceId, changes });
     status.sent++;
+    return true;
   } catch (e) {
     status.lastError = String(e?.message ?? e);
+    return false;
   }
 }
 

@@ -5,7 +5,9 @@
 import { post } from './host.js';
 
 const MIN_GAP_MS = 250;
+const MAX_HELD = 1000;
 const queues = new Map();
+const held = new Map();
 
 function queueOf(tabId) {
   let queue = queues.get(tabId);
@@ -53,7 +55,26 @@ function flush(tabId) {
   queue.changes = [];
   queue.byId.clear();
   queue.lastSent = Date.now();
-  post(changes);
+  if (!post(changes)) hold(changes);
+}
+
+// What the host missed is sent again in full once it answers, except what no
+// full report can say: a tab that closed, an element that stopped as it
+// left. Those are held, a bounded number of them, and go out first. An
+// element whose first report is among the missed changes was never known.
+function hold(changes) {
+  for (const change of changes) {
+    const { type, id, disposed, playing } = change;
+    const stop = type === 'web-page' ? disposed === true : playing === false && !('pageId' in change);
+    if (!stop) continue;
+    held.delete(id);
+    held.set(id, type === 'web-page' ? { type, id, disposed } : { type, id, playing });
+    if (held.size > MAX_HELD) held.delete(held.keys().next().value);
+  }
+}
+
+export function resendHeld() {
+  if (held.size && post([...held.values()])) held.clear();
 }
 
 export function forget(tabId) {
