@@ -70,10 +70,11 @@ export function pageIdFor(tab) {
   return pages.get(tab.id)?.id ?? reportTab(tab);
 }
 
+// Sent for a tab this service worker never reported too: it may have been
+// reported before the worker last slept, and its id has not changed.
 export function disposeTab(tabId) {
   closed.add(tabId);
-  const page = pages.get(tabId);
   pages.delete(tabId);
-  if (page) enqueue(tabId, [{ type: 'web-page', id: page.id, disposed: true, timeStamp: now() }], true);
+  enqueue(tabId, [{ type: 'web-page', id: pageIdOf(idPrefix, tabId), disposed: true, timeStamp: now() }], true);
   forget(tabId);
 }
