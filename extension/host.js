@@ -28,6 +28,10 @@ let onClassifierUp = () => {};
 export function startHost(instanceId, classifierUp) {
   status.instanceId = instanceId;
   onClassifierUp = classifierUp;
+  // The last host id outlives a sleeping service worker, for the status page.
+  chrome.storage.session.get('lastHostId').then(({ lastHostId }) => {
+    if (!status.lastHostId && typeof lastHostId === 'string') status.lastHostId = lastHostId;
+  });
   connect();
 }
 
@@ -84,7 +88,10 @@ function onReply(reply) {
     status.classifierUp = false;
     return;
   }
-  if (typeof reply?.hostId === 'string') status.lastHostId = reply.hostId;
+  if (typeof reply?.hostId === 'string' && reply.hostId !== status.lastHostId) {
+    status.lastHostId = reply.hostId;
+    chrome.storage.session.set({ lastHostId: reply.hostId });
+  }
   if (typeof reply?.isDefaultEndpoint === 'boolean') status.isDefaultEndpoint = reply.isDefaultEndpoint;
   if (status.classifierUp) return;
   status.classifierUp = true;
