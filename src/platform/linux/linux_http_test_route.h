@@ -2,7 +2,11 @@
 // certificate authority it trusts, so that a test can serve the video site's
 // host from a local server with a certificate of its own making. Nothing in
 // the product calls this; the system's resolver and CA store apply
-// otherwise, and no system file is touched.
+// otherwise, and no system file is touched. A test that runs the whole
+// program gives the route in its environment instead, read once at start:
+// QUORVANE_HTTP_CONNECT_TO (entries separated by commas) and
+// QUORVANE_HTTP_CA_FILE, the same way QUORVANE_REGISTRY_DIR gives it a
+// registry of its own.
 #pragma once
 
 #include <string>
