@@ -16,7 +16,7 @@ extern char** environ;
 
 namespace qv::test {
 
-CHttpsTestServer::CHttpsTestServer(const std::string& host) {
+CHttpsTestServer::CHttpsTestServer(const std::string& hosts, const std::string& site) {
     std::string folder = (std::filesystem::temp_directory_path() / "qv-https-XXXXXX").string();
     if (!::mkdtemp(folder.data())) return;
     m_folder = folder;
@@ -30,7 +30,9 @@ CHttpsTestServer::CHttpsTestServer(const std::string& host) {
     posix_spawn_file_actions_adddup2(&actions, writeEnd.get(), STDOUT_FILENO);
     std::string script = QV_HTTPS_SERVER_SCRIPT;
     std::vector<char*> argv = {const_cast<char*>("python3"), script.data(), folder.data(),
-                               const_cast<char*>(host.c_str()), nullptr};
+                               const_cast<char*>(hosts.c_str())};
+    if (!site.empty()) argv.push_back(const_cast<char*>(site.c_str()));
+    argv.push_back(nullptr);
     if (::posix_spawnp(&m_pid, "python3", &actions, nullptr, argv.data(), environ) != 0) m_pid = -1;
     posix_spawn_file_actions_destroy(&actions);
     if (m_pid < 0) return;
@@ -51,10 +53,15 @@ CHttpsTestServer::~CHttpsTestServer() {
 }
 
 bool CHttpsTestServer::WaitForLine(const std::string& wanted, std::chrono::milliseconds bound) {
+    return WaitForLine([&](const std::string& line) { return line == wanted; }, bound);
+}
+
+bool CHttpsTestServer::WaitForLine(const std::function<bool(const std::string&)>& wanted,
+                                   std::chrono::milliseconds bound) {
     const auto deadline = std::chrono::steady_clock::now() + bound;
     std::string line;
     while (ReadLine(line, deadline)) {
-        if (line == wanted) return true;
+        if (wanted(line)) return true;
     }
     return false;
 }

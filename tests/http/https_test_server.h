@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "platform/linux/linux_unique_fd.h"
@@ -16,17 +17,20 @@ namespace qv::test {
 
 class CHttpsTestServer {
 public:
-    // Serves certificates for host. Port() is 0 when the server did not
-    // come up within the tests' bound.
-    explicit CHttpsTestServer(const std::string& host);
+    // Serves certificates for hosts (names separated by commas) and, with a
+    // site folder, that folder's files (see https-server.py). Port() is 0
+    // when the server did not come up within the tests' bound.
+    explicit CHttpsTestServer(const std::string& hosts, const std::string& site = {});
     ~CHttpsTestServer();
     CHttpsTestServer(const CHttpsTestServer&) = delete;
     CHttpsTestServer& operator=(const CHttpsTestServer&) = delete;
 
     uint16_t Port() const { return m_port; }
     std::string CaFile() const { return (m_folder / "ca.pem").string(); }
-    // Whether the server printed this line within the bound.
+    // Whether the server printed this line, or one that the predicate
+    // takes, within the bound. Lines before it are consumed.
     bool WaitForLine(const std::string& line, std::chrono::milliseconds bound);
+    bool WaitForLine(const std::function<bool(const std::string&)>& wanted, std::chrono::milliseconds bound);
 
 private:
     bool ReadLine(std::string& line, std::chrono::steady_clock::time_point deadline);
