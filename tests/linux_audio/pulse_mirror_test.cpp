@@ -196,7 +196,10 @@ TEST_F(ServerMirrorTest, RemovedStreamExpiresAndPropertyChangesAreSessionEvents)
     EXPECT_EQ(mirror.FindStream(eRender, 40), nullptr);
 }
 
-TEST_F(ServerMirrorTest, LosingTheServerDisconnectsSessionsRemovesEndpointsAndDropsDefaults) {
+// A restart of the server is no new device: its endpoints are kept through
+// the loss, those that come back are compared with what they were, and only
+// those that do not come back are gone.
+TEST_F(ServerMirrorTest, LosingTheServerDisconnectsSessionsAndDropsDefaultsButKeepsEndpointsForItsReturn) {
     After([&](auto& e) {
         mirror.UpsertStream(Playback(40, 1), e);
         mirror.UpsertStream(Playback(41, kNoPulseIndex), e);
@@ -204,10 +207,33 @@ TEST_F(ServerMirrorTest, LosingTheServerDisconnectsSessionsRemovesEndpointsAndDr
     // An unlinked stream has no session to disconnect; the render default
     // goes for three roles, and capture had none.
     EXPECT_EQ(After([&](auto& e) { mirror.LoseServer(e); }),
-              (Lines{"disconnected spk 40@1 1", "state render spk 4", "removed render spk", "state render other 4",
-                     "removed render other", "default render 0 ", "default render 1 ", "default render 2 "}));
+              (Lines{"disconnected spk 40@1 1", "default render 0 ", "default render 1 ", "default render 2 "}));
     EXPECT_EQ(mirror.DefaultEndpoint(eRender), "");
     EXPECT_EQ(mirror.FindStream(eRender, 40), nullptr);
+    EXPECT_TRUE(mirror.AwaitsEndpoints());
+
+    // The returned server numbers anew and names its default before its
+    // sinks; "spk" comes back as it was, "usb" is new.
+    EXPECT_EQ(After([&](auto& e) { mirror.SetServerDefaults("spk", "", e); }), Lines{});
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(Sink(7, "spk"), e); }),
+              (Lines{"default render 0 spk", "default render 1 spk", "default render 2 spk"}));
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(Sink(8, "usb"), e); }),
+              (Lines{"added render usb", "state render usb 1"}));
+    ASSERT_NE(mirror.FindPresentEndpoint(eRender, 7), nullptr);
+    EXPECT_TRUE(mirror.AwaitsEndpoints()) << "other has not come back";
+    EXPECT_EQ(After([&](auto& e) { mirror.ForgetAwaitedEndpoints(e); }),
+              (Lines{"state render other 4", "removed render other"}));
+    EXPECT_FALSE(mirror.AwaitsEndpoints());
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(Sink(9, "other"), e); }),
+              (Lines{"added render other", "state render other 1"}))
+        << "once gone, its return is a new device";
+
+    // Coming back changed tells what changed.
+    After([&](auto& e) { mirror.LoseServer(e); });
+    PulseEndpoint unplugged = Sink(10, "usb", DEVICE_STATE_UNPLUGGED);
+    unplugged.description = "USB Headset";
+    EXPECT_EQ(After([&](auto& e) { mirror.UpsertEndpoint(unplugged, e); }),
+              (Lines{"state render usb 8", "property render usb FriendlyName"}));
 }
 
 TEST(EndpointPropertiesTest, NumbersAreReadStrictlyAndAnythingElseIsTextOfTheWrongType) {

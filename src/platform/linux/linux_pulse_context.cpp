@@ -18,6 +18,10 @@ constexpr auto kRoundTripWait = std::chrono::seconds(5);
 constexpr auto kAttemptSpacing = std::chrono::milliseconds(500);
 constexpr pa_usec_t kFirstRetry = PA_USEC_PER_SEC;
 constexpr pa_usec_t kLongestRetry = 30 * PA_USEC_PER_SEC;
+// A restarted server shows its devices in its own time (PipeWire's session
+// manager makes its nodes after the server is up): an endpoint it has not
+// shown this long after the reconnection is gone.
+constexpr pa_usec_t kAwaitReturn = 10 * PA_USEC_PER_SEC;
 
 CPulseAudioContext* Self(void* userdata) { return static_cast<CPulseAudioContext*>(userdata); }
 
@@ -107,8 +111,22 @@ void InitialListCallback(pa_context* c, const Info* info, int eol, void* userdat
     if (eol != 0) Self(userdata)->OnInitialPartDone();
 }
 
-void RetryTimerCallback(pa_mainloop_api* api, pa_time_event* event, const struct timeval*, void* userdata) {
+void RetryTimerCallback(pa_mainloop_api*, pa_time_event*, const struct timeval*, void* userdata) {
     Self(userdata)->OnRetryTimer();
+}
+
+void AwaitTimerCallback(pa_mainloop_api*, pa_time_event*, const struct timeval*, void* userdata) {
+    Self(userdata)->OnAwaitTimer();
+}
+
+// The main loop's timers run on the wall clock; a jump of it only moves one.
+// The loop's lock is held.
+PulseTimer NewTimer(pa_threaded_mainloop* loop, pa_usec_t delay, pa_time_event_cb_t callback, void* userdata) {
+    timeval when{};
+    pa_gettimeofday(&when);
+    pa_timeval_add(&when, delay);
+    pa_mainloop_api* api = pa_threaded_mainloop_get_api(loop);
+    return PulseTimer(api->time_new(api, &when, callback, userdata), PulseTimerFree{api});
 }
 
 // A round trip: the server's answer to one request, and who waits for it.
@@ -162,6 +180,7 @@ CPulseAudioContext::~CPulseAudioContext() {
             CPulseLoopLock lock(m_loop.get());
             m_context.reset();
             m_retryTimer.reset();
+            m_awaitTimer.reset();
         }
         m_loop.reset();
     }
@@ -208,6 +227,12 @@ void CPulseAudioContext::FinishAttemptLocked(bool connected) {
     m_changed.notify_all();
     if (connected) {
         m_failedAttempts = 0;
+        bool awaits = false;
+        {
+            std::lock_guard state(m_stateMutex);
+            awaits = m_mirror.AwaitsEndpoints();
+        }
+        if (awaits) m_awaitTimer = NewTimer(m_loop.get(), kAwaitReturn, AwaitTimerCallback, this);
     } else {
         ++m_failedAttempts;
         ScheduleRetryLocked();
@@ -219,18 +244,17 @@ void CPulseAudioContext::ScheduleRetryLocked() {
     pa_usec_t delay = kFirstRetry;
     for (unsigned i = 1; i < m_failedAttempts && delay < kLongestRetry; ++i) delay *= 2;
     delay = std::min(delay, kLongestRetry);
-    // The main loop's timers run on the wall clock; a jump of it only moves
-    // a retry.
-    timeval when{};
-    pa_gettimeofday(&when);
-    pa_timeval_add(&when, delay);
-    pa_mainloop_api* api = pa_threaded_mainloop_get_api(m_loop.get());
-    m_retryTimer = PulseTimer(api->time_new(api, &when, RetryTimerCallback, this), PulseTimerFree{api});
+    m_retryTimer = NewTimer(m_loop.get(), delay, RetryTimerCallback, this);
 }
 
 void CPulseAudioContext::OnRetryTimer() {
     m_retryTimer.reset();
     StartAttemptLocked();
+}
+
+void CPulseAudioContext::OnAwaitTimer() {
+    m_awaitTimer.reset();
+    ChangeMirror([](CPulseMirror& m, MirrorEvents& e) { m.ForgetAwaitedEndpoints(e); });
 }
 
 void CPulseAudioContext::OnContextState(pa_context* context) {
@@ -271,6 +295,8 @@ void CPulseAudioContext::OnInitialPartDone() {
 }
 
 void CPulseAudioContext::LoseConnectionLocked() {
+    // The next connection's picture decides anew.
+    m_awaitTimer.reset();
     {
         std::lock_guard state(m_stateMutex);
         if (m_connected || m_announce) {

@@ -106,6 +106,7 @@ public:
     void OnSourceOutputInfo(const pa_source_output_info* info);
     void OnInitialPartDone();
     void OnRetryTimer();
+    void OnAwaitTimer();
     // Signals a round trip's end; the loop thread holds the loop's lock.
     void NotifyChanged();
     std::mutex& StateMutex() { return m_stateMutex; }
@@ -129,6 +130,9 @@ private:
     // Loop lock: the context and the timer, which go before the loop.
     PulseContext m_context;
     PulseTimer m_retryTimer;
+    // After a reconnection: when the endpoints that the returned server has
+    // not shown yet count as gone.
+    PulseTimer m_awaitTimer;
     int m_pendingInitialParts = 0;
     unsigned m_failedAttempts = 0;
 

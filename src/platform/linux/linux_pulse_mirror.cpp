@@ -99,9 +99,11 @@ void CPulseMirror::UpdateDefaults(MirrorEvents& events) {
 
 void CPulseMirror::UpsertEndpoint(PulseEndpoint endpoint, MirrorEvents& events) {
     endpoint.present = true;
+    endpoint.awaitingServer = false;
     PulseEndpoint* known = FindByIndex(endpoint.flow, endpoint.index);
     if (!known) known = FindByName(endpoint.flow, endpoint.name);
-    if (!known || !known->present) {
+    const bool returning = known && known->awaitingServer;
+    if (!known || (!known->present && !returning)) {
         if (known)
             *known = endpoint;
         else
@@ -120,6 +122,8 @@ void CPulseMirror::UpsertEndpoint(PulseEndpoint endpoint, MirrorEvents& events) 
     for (const EndpointPresetKey& preset : kEndpointPresetKeys)
         if (!SameText(PresetText(before, preset.proplistKey), PresetText(endpoint, preset.proplistKey)))
             events.push_back(mirror::PropertyValueChanged{id, preset.key});
+    // The returned server's default may name it.
+    if (returning) UpdateDefaults(events);
 }
 
 void CPulseMirror::RemoveEndpoint(EDataFlow flow, uint32_t index, MirrorEvents& events) {
@@ -205,13 +209,27 @@ void CPulseMirror::LoseServer(MirrorEvents& events) {
     for (PulseEndpoint& endpoint : m_endpoints) {
         if (!endpoint.present) continue;
         endpoint.present = false;
+        endpoint.awaitingServer = true;
         endpoint.index = kNoPulseIndex;
-        events.push_back(mirror::DeviceStateChanged{{endpoint.flow, endpoint.name}, DEVICE_STATE_NOTPRESENT});
-        events.push_back(mirror::DeviceRemoved{{endpoint.flow, endpoint.name}});
     }
     m_serverDefault[0].clear();
     m_serverDefault[1].clear();
     UpdateDefaults(events);
+}
+
+void CPulseMirror::ForgetAwaitedEndpoints(MirrorEvents& events) {
+    for (PulseEndpoint& endpoint : m_endpoints) {
+        if (!endpoint.awaitingServer) continue;
+        endpoint.awaitingServer = false;
+        events.push_back(mirror::DeviceStateChanged{{endpoint.flow, endpoint.name}, DEVICE_STATE_NOTPRESENT});
+        events.push_back(mirror::DeviceRemoved{{endpoint.flow, endpoint.name}});
+    }
+}
+
+bool CPulseMirror::AwaitsEndpoints() const {
+    for (const PulseEndpoint& endpoint : m_endpoints)
+        if (endpoint.awaitingServer) return true;
+    return false;
 }
 
 }  // namespace qv

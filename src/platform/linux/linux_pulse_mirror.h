@@ -21,8 +21,15 @@
 //   linked there. Moved to another endpoint, it is disconnected (device
 //   removal) at the old one and created at the new one. Corked is
 //   inactive, running is active, removed is expired.
-// - Losing the server: every stream is disconnected (server shutdown),
-//   every endpoint not present and removed, and the defaults go.
+// - Losing the server: every stream is disconnected (server shutdown) and
+//   the defaults go, but the endpoints are kept as they were, awaiting the
+//   server, and nothing is said of them: a restart of the sound server is no
+//   new device, and a turn to active after not present is one for the
+//   model. An awaited endpoint that comes back (by name) is compared with
+//   what it was, as any update is. One that the returned server does not
+//   show before ForgetAwaitedEndpoints turns not present, then is removed.
+//   Until the server returns the model keeps its endpoints, whose calls
+//   fail meanwhile, as they do on Windows while its audio service restarts.
 #pragma once
 
 #include <cstdint>
@@ -46,6 +53,7 @@ struct PulseEndpoint {
     // The preset keys the proplist has, by proplist key.
     std::vector<std::pair<std::string, std::string>> presetTexts;
     bool present = true;
+    bool awaitingServer = false;  // lost with the server, not seen since
 };
 
 struct PulseStream {
@@ -149,6 +157,8 @@ public:
     void UpsertStream(PulseStream stream, MirrorEvents& events);
     void RemoveStream(EDataFlow flow, uint32_t index, MirrorEvents& events);
     void LoseServer(MirrorEvents& events);
+    void ForgetAwaitedEndpoints(MirrorEvents& events);
+    bool AwaitsEndpoints() const;
 
     // Queries. Endpoints present and not, in the order they became known.
     const std::vector<PulseEndpoint>& Endpoints() const { return m_endpoints; }
