@@ -127,6 +127,10 @@ double Percentile(std::vector<double> values, double p) {
     return values[std::min(index, values.size() - 1)];
 }
 
+// The delays of the path: the settling of the event, then the wait before
+// the final classification.
+constexpr double kDesignedMs = 10 + 100;
+
 // A player's session turns active; the time until the host hears "Movie".
 // Between two measurements a music player takes over, so that every
 // measured activation changes the word.
@@ -165,9 +169,14 @@ void BM_EventToHostMessage(benchmark::State& state) {
             return;
         }
     }
-    state.counters["median_ms"] = Percentile(latencies, 0.5);
-    state.counters["p99_ms"] = Percentile(latencies, 0.99);
-    state.counters["designed_ms"] = 110;
+    const double median = Percentile(latencies, 0.5);
+    const double p99 = Percentile(latencies, 0.99);
+    state.counters["median_ms"] = median;
+    state.counters["p99_ms"] = p99;
+    state.counters["designed_ms"] = kDesignedMs;
+    // What the path costs beyond the delays it is built of.
+    state.counters["overhead_median_ms"] = median - kDesignedMs;
+    state.counters["overhead_p99_ms"] = p99 - kDesignedMs;
 }
 BENCHMARK(BM_EventToHostMessage)->UseManualTime()->Iterations(60)->Unit(benchmark::kMillisecond);
 

@@ -249,15 +249,34 @@ void CContentClassifier::CContentClassifier_audioSessionBelongsToBrowserChanged(
     if (static_cast<CAudioSession*>(sender)->BelongsToBrowser.value()) IsBrowserRunning.set(true);
 }
 
+namespace {
+
+// Holds the settling back for as long as it lives; see m_settlingHeld.
+class SettlingHold {
+public:
+    explicit SettlingHold(int& held) : m_held(held) { ++m_held; }
+    ~SettlingHold() { --m_held; }
+    SettlingHold(const SettlingHold&) = delete;
+    SettlingHold& operator=(const SettlingHold&) = delete;
+
+private:
+    int& m_held;
+};
+
+}  // namespace
+
 void CContentClassifier::activeAudioSessions_ItemAdded(const CRefPtr<CAudioSession>& session, int32_t) {
     QV_TRACE_SCOPE(L"CContentClassifier::activeAudioSessions_ItemAdded", PointerArgument(session.get()));
     Trace(L"Audio session activated at: %s\n", session->EndpointId());
-    session->OpenedMediaFilePath.Subscribe(this, activeAudioSessionOpenedMediaFilePath_Handlers());
-    session->ProcessInfo.Subscribe(this, activeAudioSessionProcessInfo_Handlers());
-    session->AudioStreamBasicInfo.Subscribe(this, activeAudioSessionAudioStreamBasicInfo_Handlers());
-    session->WebBrowserProcessInfo.Subscribe(this, activeAudioSessionWebBrowserProcessInfo_Handlers());
-    session->IsVideo.Subscribe(this, activeAudioSessionIsVideo_Handlers());
-    session->AudioSessionClassifier.Subscribe(this, activeAudioSessionClassifier_Handlers());
+    {
+        SettlingHold hold(m_settlingHeld);
+        session->OpenedMediaFilePath.Subscribe(this, activeAudioSessionOpenedMediaFilePath_Handlers());
+        session->ProcessInfo.Subscribe(this, activeAudioSessionProcessInfo_Handlers());
+        session->AudioStreamBasicInfo.Subscribe(this, activeAudioSessionAudioStreamBasicInfo_Handlers());
+        session->WebBrowserProcessInfo.Subscribe(this, activeAudioSessionWebBrowserProcessInfo_Handlers());
+        session->IsVideo.Subscribe(this, activeAudioSessionIsVideo_Handlers());
+        session->AudioSessionClassifier.Subscribe(this, activeAudioSessionClassifier_Handlers());
+    }
     PostUpdateCalculatedClassification(kEventSettling);
 }
 
@@ -265,12 +284,15 @@ void CContentClassifier::activeAudioSessions_ItemRemoved(const CRefPtr<CAudioSes
     QV_TRACE_SCOPE(L"CContentClassifier::activeAudioSessions_ItemRemoved", PointerArgument(session.get()));
     Trace(L"Audio session deactivated at: %s\n", session->EndpointId());
     session->CancelPostedUpdateProcessOpenedMediaFiles();
-    session->OpenedMediaFilePath.Unsubscribe(this, activeAudioSessionOpenedMediaFilePath_Handlers());
-    session->ProcessInfo.Unsubscribe(this, activeAudioSessionProcessInfo_Handlers());
-    session->AudioStreamBasicInfo.Unsubscribe(this, activeAudioSessionAudioStreamBasicInfo_Handlers());
-    session->WebBrowserProcessInfo.Unsubscribe(this, activeAudioSessionWebBrowserProcessInfo_Handlers());
-    session->IsVideo.Unsubscribe(this, activeAudioSessionIsVideo_Handlers());
-    session->AudioSessionClassifier.Unsubscribe(this, activeAudioSessionClassifier_Handlers());
+    {
+        SettlingHold hold(m_settlingHeld);
+        session->OpenedMediaFilePath.Unsubscribe(this, activeAudioSessionOpenedMediaFilePath_Handlers());
+        session->ProcessInfo.Unsubscribe(this, activeAudioSessionProcessInfo_Handlers());
+        session->AudioStreamBasicInfo.Unsubscribe(this, activeAudioSessionAudioStreamBasicInfo_Handlers());
+        session->WebBrowserProcessInfo.Unsubscribe(this, activeAudioSessionWebBrowserProcessInfo_Handlers());
+        session->IsVideo.Unsubscribe(this, activeAudioSessionIsVideo_Handlers());
+        session->AudioSessionClassifier.Unsubscribe(this, activeAudioSessionClassifier_Handlers());
+    }
     PostUpdateCalculatedClassification(kEventSettling);
 }
 
@@ -438,6 +460,7 @@ void CContentClassifier::CContentClassifier_audibleWebPageIsVideoChanging(void*,
 }
 
 void CContentClassifier::PostUpdateCalculatedClassification(std::chrono::milliseconds delay) {
+    if (m_settlingHeld > 0) return;
     CancelPending(PendingUpdate);
     CWeakRefPtr<CContentClassifier> weak(this);
     PendingUpdate = CAsyncAction::Post(Dispatcher(), delay, [weak](CRefPtr<CAsyncAction>) {

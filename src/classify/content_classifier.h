@@ -133,6 +133,12 @@ private:
     CRefPtr<IInstallBrowserExtensionToast> m_chromeToast;
     std::wstring m_endpointId;
     CWeakRefPtr<CAsyncAction> PendingUpdate;
+    // Above zero while a session joins or leaves the active ones: the
+    // property (un)subscriptions on the way each ask for the settling, and
+    // the one request at the end does for all of them. Each request starts a
+    // timer thread, and a dozen of them put a millisecond or two between the
+    // event and the start of its settling.
+    int m_settlingHeld = 0;
 };
 
 // The override that lets the network overrule every result: the DWORD

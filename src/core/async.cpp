@@ -51,7 +51,11 @@ CRefPtr<CAsyncAction> CAsyncAction::Post(CRefPtr<IAsyncActionDispatcher> dispatc
     }
 
     if (delay.count() != 0) {
-        CThread::Start([dispatcher, action, delay](std::stop_token) { action->DelayedWait(dispatcher, delay); });
+        // The delay counts from the post: the start of the thread that waits
+        // it out (a good part of a millisecond on a busy machine) is inside
+        // it, not added to it.
+        const auto due = std::chrono::steady_clock::now() + delay;
+        CThread::Start([dispatcher, action, due](std::stop_token) { action->DelayedWait(dispatcher, due); });
     } else {
         CRefPtr<CAsyncAction> held = action;
         if (!dispatcher->Post([held] { held->RunBody(); })) action->Finished.store(true);
@@ -59,9 +63,10 @@ CRefPtr<CAsyncAction> CAsyncAction::Post(CRefPtr<IAsyncActionDispatcher> dispatc
     return action;
 }
 
-void CAsyncAction::DelayedWait(const CRefPtr<IAsyncActionDispatcher>& dispatcher, std::chrono::milliseconds delay) {
+void CAsyncAction::DelayedWait(const CRefPtr<IAsyncActionDispatcher>& dispatcher,
+                               std::chrono::steady_clock::time_point due) {
     CAsyncActionCancellation& c = *m_cancellation;
-    if (c.WaitLock.try_lock_for(delay)) {
+    if (c.WaitLock.try_lock_until(due)) {
         // Cancelled. Hand the lock on so that the next thread sleeping on a
         // shared cancellation wakes as well.
         Finished.store(true);

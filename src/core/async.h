@@ -63,6 +63,13 @@ public:
         m_locked = true;
         return true;
     }
+    template <class Clock, class Duration>
+    bool try_lock_until(std::chrono::time_point<Clock, Duration> deadline) {
+        std::unique_lock g(m_mutex);
+        if (!m_cv.wait_until(g, deadline, [&] { return !m_locked; })) return false;
+        m_locked = true;
+        return true;
+    }
     void unlock() {
         {
             std::lock_guard g(m_mutex);
@@ -114,7 +121,7 @@ public:
 private:
     CAsyncAction() = default;
     void RunBody();
-    void DelayedWait(const CRefPtr<IAsyncActionDispatcher>& dispatcher, std::chrono::milliseconds delay);
+    void DelayedWait(const CRefPtr<IAsyncActionDispatcher>& dispatcher, std::chrono::steady_clock::time_point due);
 
     Function m_function;
     CTimedLock RunLock{false};  // free until the function starts, held while it runs
