@@ -14,8 +14,10 @@
 #include "platform/linux/linux_registry.h"
 #include "platform/linux/linux_sync.h"
 #include "platform/linux/linux_system.h"
+#include "platform/linux/linux_vendor_api.h"
 #include "platform/native.h"
 #include "platform/portable_message_loop.h"
+#include "platform/vendor_library_api.h"
 
 namespace qv {
 
@@ -76,7 +78,17 @@ CRefPtr<IHttp> CLinuxPlatform::Http() {
     return m_http;
 }
 CRefPtr<IAppServices> CLinuxPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
-CRefPtr<IVendorApi> CLinuxPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
+// Beside the program, as on Windows; a system without the library gets a
+// port whose every call fails, as the model expects of such a system.
+CRefPtr<IVendorApi> CLinuxPlatform::VendorApi() {
+    std::lock_guard lock(m_mutex);
+    if (!m_vendorApi) {
+        std::wstring executable;
+        m_system->GetModuleFileName(executable);
+        m_vendorApi = CreateLinuxVendorApi(ProgramFolderOf(executable), m_debugOutput);
+    }
+    return m_vendorApi;
+}
 CRefPtr<IPluginLoader> CLinuxPlatform::Plugins() {
     std::lock_guard lock(m_mutex);
     if (!m_plugins) m_plugins = MakeRef<CLinuxPluginLoader>();

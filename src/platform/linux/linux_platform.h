@@ -44,6 +44,7 @@ private:
     CRefPtr<IMediaFoundation> m_media;
     CRefPtr<IHttp> m_http;
     CRefPtr<IPluginLoader> m_plugins;
+    CRefPtr<IVendorApi> m_vendorApi;  // the library loaded on first use, kept for the platform's life
 };
 
 }  // namespace qv

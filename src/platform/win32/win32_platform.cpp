@@ -1,6 +1,7 @@
 #include "platform/win32/win32_platform.h"
 
 #include "platform/native.h"
+#include "platform/vendor_library_api.h"
 #include "platform/win32/win32_debug_output.h"
 #include "platform/win32/win32_device_enumerator.h"
 #include "platform/win32/win32_files.h"
@@ -15,6 +16,7 @@
 #include "platform/win32/win32_resources.h"
 #include "platform/win32/win32_sync.h"
 #include "platform/win32/win32_system.h"
+#include "platform/win32/win32_vendor_api.h"
 #include "platform/win32/windows_api.h"
 
 namespace qv {
@@ -51,7 +53,17 @@ CRefPtr<IResources> CWin32Platform::Resources() { return m_resources; }
 CRefPtr<IMediaFoundation> CWin32Platform::Media() { return m_media; }
 CRefPtr<IHttp> CWin32Platform::Http() { return m_http; }
 CRefPtr<IAppServices> CWin32Platform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
-CRefPtr<IVendorApi> CWin32Platform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
+// Beside the program; a system without the library gets a port whose every
+// call fails, as the model expects of such a system.
+CRefPtr<IVendorApi> CWin32Platform::VendorApi() {
+    std::lock_guard lock(m_vendorMutex);
+    if (!m_vendorApi) {
+        std::wstring executable;
+        m_system->GetModuleFileName(executable);
+        m_vendorApi = CreateWin32VendorApi(ProgramFolderOf(executable), m_debugOutput);
+    }
+    return m_vendorApi;
+}
 CRefPtr<IPluginLoader> CWin32Platform::Plugins() { return m_plugins; }
 
 }  // namespace qv

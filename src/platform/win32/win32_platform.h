@@ -3,6 +3,8 @@
 // WinRT, the registry, named pipes).
 #pragma once
 
+#include <mutex>
+
 #include "platform/platform.h"
 
 namespace qv {
@@ -45,6 +47,8 @@ private:
     const CRefPtr<IMediaFoundation> m_media;
     const CRefPtr<IHttp> m_http;
     const CRefPtr<IPluginLoader> m_plugins;
+    std::mutex m_vendorMutex;
+    CRefPtr<IVendorApi> m_vendorApi;  // the library loaded on first use, kept for the platform's life
 };
 
 }  // namespace qv
