@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "classify/content_discrimination.h"
+#include "support/build_path.h"
 
 #ifdef _WIN32
 #include <process.h>
@@ -34,18 +35,6 @@ std::wstring ExecutableName() {
 
 }  // namespace
 
-std::filesystem::path BuildFolder(const char* path) {
-    std::string text = path;
-#ifdef _WIN32
-    if (!text.empty() && text[0] == '/') {
-        for (char& c : text)
-            if (c == '/') c = '\\';
-        text = "Z:" + text;
-    }
-#endif
-    return std::filesystem::path(text);
-}
-
 PluginBeside::PluginBeside(CSimPlatform& platform) : m_platform(platform) {
     static std::atomic<int> counter{0};
     m_folder = std::filesystem::temp_directory_path() /
@@ -74,11 +63,11 @@ bool PluginBeside::Copy(const std::filesystem::path& fromFolder, const std::wstr
 }
 
 bool PluginBeside::Place(const std::wstring& builtBaseName) {
-    return Copy(BuildFolder(QV_PLUGIN_DOUBLES_DIR), builtBaseName);
+    return Copy(BuildPath(QV_PLUGIN_DOUBLES_DIR), builtBaseName);
 }
 
 bool PluginBeside::PlaceTestDouble(const std::wstring& builtBaseName) {
-    return Copy(BuildFolder(QV_TEST_PLUGINS_DIR), builtBaseName);
+    return Copy(BuildPath(QV_TEST_PLUGINS_DIR), builtBaseName);
 }
 
 bool PluginBeside::PlaceGarbage() {

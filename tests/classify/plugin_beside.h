@@ -43,8 +43,4 @@ private:
     std::filesystem::path m_folder;
 };
 
-// A folder that the build gave as a compile definition; under Wine a
-// Unix path is reached through the drive Z:.
-std::filesystem::path BuildFolder(const char* path);
-
 }  // namespace qv::test

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "platform/vendor_library_api.h"
+#include "support/build_path.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -32,18 +33,6 @@ int ProcessId() { return static_cast<int>(::getpid()); }
 #endif
 
 }  // namespace
-
-std::filesystem::path BuiltFile(const char* path) {
-    std::string text = path;
-#ifdef _WIN32
-    if (!text.empty() && text[0] == '/') {
-        for (char& c : text)
-            if (c == '/') c = '\\';
-        text = "Z:" + text;
-    }
-#endif
-    return std::filesystem::path(text);
-}
 
 void SetEnvironment(const char* name, const std::filesystem::path& value) {
 #ifdef _WIN32
@@ -83,7 +72,7 @@ void VendorFixture::TearDown() {
 
 void VendorFixture::Place(const char* builtFile) {
     std::error_code error;
-    std::filesystem::copy_file(BuiltFile(builtFile), m_folder / kVendorLibraryFileName,
+    std::filesystem::copy_file(BuildPath(builtFile), m_folder / kVendorLibraryFileName,
                                std::filesystem::copy_options::overwrite_existing, error);
     ASSERT_FALSE(error) << error.message() << " copying " << builtFile;
 }

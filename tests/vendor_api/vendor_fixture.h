@@ -21,9 +21,6 @@ public:
     std::vector<std::wstring> lines;
 };
 
-// A file that the build gave as a compile definition; under Wine a Unix path
-// is reached through the drive Z:.
-std::filesystem::path BuiltFile(const char* path);
 void SetEnvironment(const char* name, const std::filesystem::path& value);
 
 class VendorFixture : public testing::Test {

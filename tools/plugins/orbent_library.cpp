@@ -6,9 +6,9 @@
 #include <mutex>
 #include <set>
 
+#include "core/text.h"
 #include "orbent_parameters.h"
 #include "orbent_system.h"
-#include "orbent_text.h"
 #include "platform/orbent_exports.h"
 
 namespace {
@@ -72,7 +72,7 @@ ORBENT_EXPORT void* ORBAPOAPI_GetEndpoint(void* api, const wchar_t* endpointId, 
     Api* owner = g_apis.count(static_cast<Api*>(api)) ? static_cast<Api*>(api) : nullptr;
     if (!owner) return Fail(nullptr, kInvalidHandle), nullptr;
     if (!endpointId || !*endpointId) return Fail(owner, kInvalidParameter), nullptr;
-    Endpoint* endpoint = new Endpoint{owner, orbent::ToUtf8(endpointId), {}};
+    Endpoint* endpoint = new Endpoint{owner, qv::WideToUtf8(endpointId), {}};
     g_endpoints.insert(endpoint);
     return endpoint;
 }

@@ -11,8 +11,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "core/text.h"
 #include "orbent_system.h"
-#include "orbent_text.h"
 
 extern char** environ;
 
@@ -69,7 +69,7 @@ bool StartDetached(const std::string& program, const std::vector<std::wstring>& 
         "*) command -v \"$0\" >/dev/null 2>&1 || exit 127 ;; esac\n"
         "\"$0\" \"$@\" </dev/null >/dev/null 2>&1 &\n";
     std::vector<std::string> arguments = {"sh", "-c", script, program};
-    for (const std::wstring& word : words) arguments.push_back(ToUtf8(word));
+    for (const std::wstring& word : words) arguments.push_back(qv::WideToUtf8(word));
     std::vector<char*> argv;
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
@@ -131,7 +131,7 @@ uint32_t WriteParameterText(const std::string& text) {
 bool ExtensionFolderExists(Browser browser, const std::wstring& extensionId) {
     const std::string config = UserFolder("XDG_CONFIG_HOME", ".config");
     if (config.empty()) return false;
-    const std::string tail = "/Default/Extensions/" + ToUtf8(extensionId);
+    const std::string tail = "/Default/Extensions/" + qv::WideToUtf8(extensionId);
     if (browser == Browser::Chrome)
         return IsFolder(config + "/google-chrome" + tail) || IsFolder(config + "/chromium" + tail);
     if (browser == Browser::Edge) return IsFolder(config + "/microsoft-edge" + tail);
