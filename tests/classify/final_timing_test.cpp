@@ -64,8 +64,10 @@ TEST_F(FinalTimingTest, ABurstOfEventsRestartsTheSettling) {
     auto longestGap = Clock::duration::zero();
     const auto burstEnd = Clock::now() + 500ms;
     while (Clock::now() < burstEnd) {
-        session->IsVideo.set(!session->IsVideo.value());
+        // The event's time is taken before it: the settling counts from
+        // the moment the change posts it, inside the set.
         const auto now = Clock::now();
+        session->IsVideo.set(!session->IsVideo.value());
         longestGap = std::max(longestGap, now - events.back());
         events.push_back(now);
         h.RunFor(15ms);
