@@ -93,17 +93,6 @@ protected:
                                   "--ignore-certificate-errors", url});
     }
 
-    // Waits for the host's latest word on output to be `word`.
-    static bool WaitForLatestWord(LoggedProcess& host, const std::string& output, const std::string& word) {
-        return WaitUntil(
-                   [&] {
-                       const std::vector<std::string> words = Heard(host, output);
-                       return (!words.empty() && words.back() == word) || !host.Running();
-                   },
-                   kStartBound, kPoll) &&
-               Heard(host, output).back() == word;
-    }
-
     std::string m_config, m_profile;
     std::unique_ptr<CHttpsTestServer> m_server;
 };
@@ -157,7 +146,7 @@ TEST_F(BrowserEndToEnd, PagesPlayingInChromiumReachTheHostThroughTheAddOn) {
     // The video site's watch page: its player's script names the category,
     // which gives Voice where the site's pages are films by default.
     LoggedProcess& news = StartBrowser("https://" + std::string(kVideoSiteHost) + "/watch?v=" + kVideoId);
-    ASSERT_TRUE(WaitForLatestWord(host, output, "Voice"))
+    ASSERT_TRUE(WaitForLatestWord(host, output, "Voice", kStartBound))
         << "heard " << Joined(Heard(host, output)) << " while the news video plays; the browser:\n"
         << news.Describe() << "the host and classifier:\n"
         << host.Describe();

@@ -149,6 +149,18 @@ protected:
         return seen;
     }
 
+    // Waits for the host's latest word on output to be `word`, whatever came
+    // between: where a fallback may or may not come first, by timing.
+    static bool WaitForLatestWord(LoggedProcess& host, const std::string& output, const std::string& word,
+                                  std::chrono::milliseconds bound) {
+        const auto latestIs = [&] {
+            const std::vector<std::string> words = Heard(host, output);
+            return !words.empty() && words.back() == word;
+        };
+        WaitUntil([&] { return latestIs() || !host.Running(); }, bound, kPoll);
+        return latestIs();
+    }
+
     static std::vector<std::string> Heard(LoggedProcess& host, const std::string& output) {
         return WordsFor(ParseHostOutput(host.Output()), output);
     }
