@@ -330,7 +330,7 @@ void CContentClassifier::CheckBrowserExtension(CAudioSession& session) {
     const CProcessInfo* process = session.ProcessInfo->get();
     if (!process) return;
     const BrowserRow* row = nullptr;
-    CRefPtr<IInstallBrowserExtensionToast>* toast = nullptr;
+    CRefPtr<CShowInstallBrowserExtensionToast>* toast = nullptr;
     if (StartsWithNoCase(process->ImageName, kEdge.imagePrefix)) {
         row = &kEdge;
         toast = &m_edgeToast;
@@ -348,11 +348,10 @@ void CContentClassifier::CheckBrowserExtension(CAudioSession& session) {
         return;
     // An offer is still open.
     if (*toast && (*toast)->IsConnected()) return;
-    const InstallBrowserExtensionToastFactory& factory = GetInstallBrowserExtensionToastFactory();
-    if (!factory) return;
-    *toast = factory(TraceTarget(), Dispatcher(), Log(),
-                     {m_endpointId, row->extensionId, row->vendor, row->browserName, row->arguments});
-    if (*toast) (*toast)->Connect();
+    *toast = MakeRef<CShowInstallBrowserExtensionToast>(
+        TraceTarget(), Dispatcher(), Log(),
+        BrowserExtensionOffer{m_endpointId, row->extensionId, row->vendor, row->browserName, row->arguments});
+    (*toast)->Connect();
 }
 
 // The rest of the session's inputs only restart the settling.

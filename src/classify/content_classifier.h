@@ -129,8 +129,8 @@ private:
     // Feature mode of the device, 0 without one.
     uint32_t FeatureMode() const;
 
-    CRefPtr<IInstallBrowserExtensionToast> m_edgeToast;
-    CRefPtr<IInstallBrowserExtensionToast> m_chromeToast;
+    CRefPtr<CShowInstallBrowserExtensionToast> m_edgeToast;
+    CRefPtr<CShowInstallBrowserExtensionToast> m_chromeToast;
     std::wstring m_endpointId;
     CWeakRefPtr<CAsyncAction> PendingUpdate;
     // Above zero while a session joins or leaves the active ones: the

@@ -141,7 +141,8 @@ void CAudioDevice::CAudioDevice_MMDeviceChanging(void*, CallbackCallReason) {
 void CAudioDevice::CAudioDevice_IsActiveChanged(void*, CallbackCallReason) {
     QV_TRACE_SCOPE(L"CAudioDevice::IsActive_Changed");
     if (!IsActive.value()) return;
-    if (ShowNewDeviceToast && (!NewDeviceToast || !NewDeviceToast->IsRunning())) StartNewDeviceToast();
+    // A toast still waiting for the user's answer is not shown twice.
+    if (ShowNewDeviceToast && (!NewDeviceToast || !NewDeviceToast->IsConnected())) StartNewDeviceToast();
     AudioEndpointProperties.Subscribe(this, AudioEndpointProperties_Handlers());
 }
 
@@ -152,13 +153,8 @@ void CAudioDevice::CAudioDevice_IsActiveChanging(void*, CallbackCallReason) {
 }
 
 void CAudioDevice::StartNewDeviceToast() {
-    const NewDeviceToastFactory& factory = GetNewDeviceToastFactory();
-    if (!factory) {
-        Trace(L"No new device toast can be shown for %s.\n", m_endpointId);
-        return;
-    }
-    NewDeviceToast = factory(TraceTarget(), Dispatcher(), Log(), m_endpointId);
-    if (NewDeviceToast) NewDeviceToast->Start();
+    NewDeviceToast = MakeRef<CShowNewDeviceConnectedToast>(TraceTarget(), Dispatcher(), Log(), m_endpointId);
+    NewDeviceToast->Connect();
 }
 
 // Rung 6: the properties are read as soon as the store is there.
@@ -288,9 +284,7 @@ void CAudioDevice::OnDeviceStateChanged(const std::wstring& endpointId, uint32_t
             Trace(L"State = DEVICE_STATE_UNPLUGGED\n");
             IsActive.set(false);
             break;
-        default:
-            Trace(L"State = <Unknown>\n");
-            break;
+        default: Trace(L"State = <Unknown>\n"); break;
     }
 }
 

@@ -13,16 +13,14 @@
 
 #include "core/common_base.h"
 #include "devices/mm_notification_client.h"
-#include "devices/new_device_toast.h"
 #include "devices/notification_receivers.h"
 #include "devices/suspend_resume_notification_client.h"
 #include "platform/audio.h"
+#include "prompts/new_device_connected_toast.h"
 
 namespace qv {
 
-class CAudioDevice : public CCommonBase,
-                     public ISuspendResumeNotificationReceiver,
-                     public IMMNotificationReceiver {
+class CAudioDevice : public CCommonBase, public ISuspendResumeNotificationReceiver, public IMMNotificationReceiver {
 public:
     CAudioDevice(const CRefPtr<ITraceFuncCallTarget>& traceTarget, const CRefPtr<IAsyncActionDispatcher>& dispatcher,
                  const CRefPtr<CContentClassifierLog>& log, const std::wstring& endpointId, bool showNewDeviceToast);
@@ -42,7 +40,7 @@ public:
 
 private:
     std::wstring m_endpointId;
-    CRefPtr<INewDeviceToast> NewDeviceToast;
+    CRefPtr<CShowNewDeviceConnectedToast> NewDeviceToast;
 
 public:
     observable_property<CAudioDevice, CRefPtr<IMMDeviceEnumerator>> DeviceEnumerator{this, "DeviceEnumerator"};
@@ -55,8 +53,7 @@ public:
     // Unknown until the endpoint is resolved; it keeps its value when the
     // device is taken down.
     observable_property<CAudioDevice, EDataFlow> DataFlow{this, "DataFlow", EDataFlowUnknown};
-    observable_property<CAudioDevice, CRefPtr<IPropertyStore>> AudioEndpointProperties{this,
-                                                                                       "AudioEndpointProperties"};
+    observable_property<CAudioDevice, CRefPtr<IPropertyStore>> AudioEndpointProperties{this, "AudioEndpointProperties"};
     observable_property<CAudioDevice, bool> IsActive{this, "IsActive"};
     observable_property<CAudioDevice, bool> IsDefaultEndpoint{this, "IsDefaultEndpoint"};
     // 0: the automatic preset runs while EnableAutoPreset is true; 1: it runs

@@ -38,6 +38,10 @@ struct IFiles : virtual IAddReleaseRef {
     virtual Win32Error ReadWholeFile(const std::wstring& path, std::vector<uint8_t>& content) = 0;
     // _wfopen_s with "wb" and one write.
     virtual Win32Error WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& content) = 0;
+    // MoveFileExW with MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH: the
+    // one step that makes a file written beside its place the file itself,
+    // so a reader sees the old content or the new, never half of one.
+    virtual Win32Error MoveFileEx(const std::wstring& existing, const std::wstring& replaced) = 0;
     // GetFileAttributesW: FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_REPARSE_POINT
     // (a link, not followed) and kin; INVALID_FILE_ATTRIBUTES and the error
     // when there is nothing by that name.

@@ -6,7 +6,6 @@
 
 #include "platform/codes.h"
 #include "support/model_fixture.h"
-#include "support/new_device_toast_recorder.h"
 #include "support/observable_watchers.h"
 
 namespace qv::test {
@@ -46,7 +45,7 @@ protected:
 // ---- State, and the toast of a newly connected device
 
 TEST_F(AudioDeviceTest, AnEndpointBackWithinTwoSecondsOfAResumeIsNoConnection) {
-    NewDeviceToastRecorder toasts;
+    OfferNewDeviceToasts();
     CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers, DEVICE_STATE_UNPLUGGED);
     ASSERT_FALSE(speakers->IsActive.value());
 
@@ -57,8 +56,8 @@ TEST_F(AudioDeviceTest, AnEndpointBackWithinTwoSecondsOfAResumeIsNoConnection) {
     EXPECT_EQ(speakers->LastSuspendTime, Clock().NowTicks.load());
     EXPECT_EQ(speakers->LastResumeTime, 0u);
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
-    toasts.AnswerAll();
+    EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kSpeakers));
+    DismissToasts();
     SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
 
     Power().Resume();
@@ -67,14 +66,14 @@ TEST_F(AudioDeviceTest, AnEndpointBackWithinTwoSecondsOfAResumeIsNoConnection) {
     Clock().AdvanceClock(kOneSecond * 3 / 2);
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
     EXPECT_TRUE(speakers->IsActive.value());
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
+    EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kSpeakers));
     // Held back for that one activation only.
     EXPECT_TRUE(speakers->ShowNewDeviceToast);
 
     SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
     Clock().AdvanceClock(kOneSecond / 2);  // exactly two seconds after the resume
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers, kSpeakers));
+    EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kSpeakers, kSpeakers));
 }
 
 TEST_F(AudioDeviceTest, AStateEventOfAnotherEndpointChangesNothing) {
@@ -95,12 +94,12 @@ TEST_F(AudioDeviceTest, AStateEventOfAnotherEndpointChangesNothing) {
 }
 
 TEST_F(AudioDeviceTest, EachStateTakesTheDeviceWhereTheTableSaysAndAReconnectionToasts) {
-    NewDeviceToastRecorder toasts;
+    OfferNewDeviceToasts();
     CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
     PropertyWatcher isActive(speakers->IsActive);
     // Only the first look at a start-up endpoint is free of a toast.
     EXPECT_TRUE(speakers->IsActive.value());
-    EXPECT_THAT(toasts.Shown(), IsEmpty());
+    EXPECT_THAT(NewDeviceToastsShown(), IsEmpty());
     // This machine has no default output: only logged.
     EXPECT_FALSE(speakers->IsDefaultEndpoint.value());
     EXPECT_TRUE(h.Traced(L"Failed to receive default audio endpoint with error code -2147023728.\n"));
@@ -109,20 +108,20 @@ TEST_F(AudioDeviceTest, EachStateTakesTheDeviceWhereTheTableSaysAndAReconnection
     // A repeated active state runs no handler.
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
     EXPECT_EQ(isActive.changingCalls, 0);
-    EXPECT_THAT(toasts.Shown(), IsEmpty());
+    EXPECT_THAT(NewDeviceToastsShown(), IsEmpty());
 
     SetState(kSpeakers, DEVICE_STATE_DISABLED);
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
+    EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kSpeakers));
     // While that toast is still offered, a reconnection offers no second one.
     SetState(kSpeakers, DEVICE_STATE_NOTPRESENT);
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers));
-    toasts.AnswerAll();
+    EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kSpeakers));
+    DismissToasts();
     SetState(kSpeakers, 0x10);  // a state of no name changes nothing
     SetState(kSpeakers, DEVICE_STATE_UNPLUGGED);
     SetState(kSpeakers, DEVICE_STATE_ACTIVE);
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kSpeakers, kSpeakers));
+    EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kSpeakers, kSpeakers));
     EXPECT_THAT(isActive.values, ElementsAre(false, true, false, true, false, true));
     // The disabled state keeps its old misleading text.
     EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_ACTIVE\n"), 5u);

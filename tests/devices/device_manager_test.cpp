@@ -6,7 +6,6 @@
 #include "classify/content_classifier.h"
 #include "platform/codes.h"
 #include "support/model_fixture.h"
-#include "support/new_device_toast_recorder.h"
 
 namespace qv::test {
 namespace {
@@ -97,10 +96,10 @@ TEST_F(DeviceManagerTest, WithoutAnEnumeratorThereIsNoDeviceAtAll) {
 
 TEST_F(DeviceManagerTest, ARenderEndpointThatAppearsWhileRunningIsAConnection) {
     ASSERT_TRUE(Audio().AddEndpoint(kSpeakers, eRender));
-    NewDeviceToastRecorder toasts;
+    OfferNewDeviceToasts();
     auto manager = StartDeviceManager({kSpeakers});
     Settle();
-    EXPECT_THAT(toasts.Shown(), IsEmpty());
+    EXPECT_THAT(NewDeviceToastsShown(), IsEmpty());
 
     // Plugged in but not yet usable: the device appears with the state it
     // reads for itself, and no toast comes.
@@ -111,13 +110,13 @@ TEST_F(DeviceManagerTest, ARenderEndpointThatAppearsWhileRunningIsAConnection) {
     CRefPtr<CAudioDevice> headset = FindDevice(*manager, kUsbHeadset);
     EXPECT_FALSE(headset->IsActive.value());
     EXPECT_EQ(headset->DataFlow.value(), eRender);
-    EXPECT_THAT(toasts.Shown(), IsEmpty());
+    EXPECT_THAT(NewDeviceToastsShown(), IsEmpty());
 
     // Its first turn to active is a newly connected device.
     ASSERT_TRUE(Audio().SetEndpointState(kUsbHeadset, DEVICE_STATE_ACTIVE));
     Settle();
     EXPECT_TRUE(headset->IsActive.value());
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kUsbHeadset));
+    EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kUsbHeadset));
     EXPECT_THAT(Ids(manager->ActiveEndpointIds), ElementsAre(kUsbHeadset));
 
     // The event says "unplugged", but before the model gets to it the
@@ -137,7 +136,7 @@ TEST_F(DeviceManagerTest, ARenderEndpointThatAppearsWhileRunningIsAConnection) {
     EXPECT_EQ(TraceCount(L"endpointId = " + kHdmi + L", dwNewState = 8\n"), 2u);
     EXPECT_EQ(TraceCount(L"endpointId = " + kHdmi + L", dwNewState = 1\n"), 2u);
     // Made while running, active at first look: that is a connection too.
-    EXPECT_THAT(toasts.Shown(), ElementsAre(kUsbHeadset, kHdmi));
+    EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kUsbHeadset, kHdmi));
     EXPECT_THAT(Ids(manager->ActiveEndpointIds), ElementsAre(kUsbHeadset, kHdmi));
 }
 

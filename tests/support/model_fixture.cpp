@@ -1,6 +1,7 @@
 #include "support/model_fixture.h"
 
 #include "core/text.h"
+#include "prompts/supported_app_lists.h"
 #include "sessions/process_info.h"
 
 namespace qv::test {
@@ -18,9 +19,31 @@ void ModelTest::Settle() {
     for (int round = 0; round < 1000; ++round) {
         EXPECT_TRUE(Audio().WaitUntilDelivered());
         EXPECT_TRUE(Power().WaitUntilDelivered());
+        EXPECT_TRUE(Companion().WaitUntilDelivered());
         if (h.RunPending() == 0) return;
     }
     ADD_FAILURE() << "the model did not settle";
+}
+
+void ModelTest::OfferNewDeviceToasts() {
+    Companion().InstallPackage(std::wstring(SupportedAppList(0).front().packageFamilyName));
+    Vendor().SetParameterOfEveryEndpoint({-1, -36, -1}, {1});
+}
+
+std::vector<std::wstring> ModelTest::NewDeviceToastsShown() const {
+    // The record is read once for each toast that has LobeFit; with no record
+    // the toast shows, so each read is one message to the app.
+    std::vector<std::wstring> shown = h.platform->SimVendorApi->Reads({5, 148, -1});
+    size_t sent = 0;
+    for (const auto& message : h.platform->SimAppServices->Messages())
+        sent += message.message.count(L"ShowNewDeviceConnectedToast");
+    EXPECT_EQ(sent, shown.size()) << "a decided toast did not reach the app";
+    return shown;
+}
+
+void ModelTest::DismissToasts() {
+    Companion().Answer({{L"ToastState", L"Dismissed"}});
+    Settle();
 }
 
 CRefPtr<CAudioDeviceManager> ModelTest::StartDeviceManager(const std::vector<std::wstring>& endpointIds,

@@ -28,6 +28,16 @@ protected:
     CSimProcesses& Processes() { return *h.platform->SimProcesses; }
     CSimPower& Power() { return *h.platform->SimPower; }
     CSimSystem& Clock() { return *h.platform->SimSystem; }
+    CSimAppServices& Companion() { return *h.platform->SimAppServices; }
+    CSimVendorApi& Vendor() { return *h.platform->SimVendorApi; }
+
+    // The companion app is installed and every endpoint has LobeFit and no
+    // record of it yet, so that every new-device toast that is due shows.
+    void OfferNewDeviceToasts();
+    // The endpoint of each new-device toast shown so far, in order.
+    std::vector<std::wstring> NewDeviceToastsShown() const;
+    // The user dismisses every toast still shown.
+    void DismissToasts();
 
     // Delivers every audio and power callback raised so far, then runs on
     // this thread everything that they posted, and what that posted in turn,

@@ -196,4 +196,9 @@ Win32Error CLinuxFiles::WriteWholeFile(const std::wstring& path, const std::vect
     return ERROR_SUCCESS;
 }
 
+Win32Error CLinuxFiles::MoveFileEx(const std::wstring& existing, const std::wstring& replaced) {
+    if (::rename(WideToUtf8(existing).c_str(), WideToUtf8(replaced).c_str()) != 0) return Win32ErrorFromErrno(errno);
+    return ERROR_SUCCESS;
+}
+
 }  // namespace qv

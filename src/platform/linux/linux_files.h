@@ -25,6 +25,7 @@ public:
     // memory.
     Win32Error ReadWholeFile(const std::wstring& path, std::vector<uint8_t>& content) override;
     Win32Error WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& content) override;
+    Win32Error MoveFileEx(const std::wstring& existing, const std::wstring& replaced) override;
     // lstat, so that a symbolic link shows as FILE_ATTRIBUTE_REPARSE_POINT, and
     // a link to a folder also as FILE_ATTRIBUTE_DIRECTORY, as on Windows.
     // Anything else is FILE_ATTRIBUTE_NORMAL.

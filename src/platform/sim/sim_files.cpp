@@ -166,6 +166,19 @@ Win32Error CSimFiles::WriteWholeFile(const std::wstring& path, const std::vector
     return ERROR_SUCCESS;
 }
 
+Win32Error CSimFiles::MoveFileEx(const std::wstring& existing, const std::wstring& replaced) {
+    m_journal->Record(L"Files::MoveFileEx", existing + L" -> " + replaced);
+    std::lock_guard lock(m_mutex);
+    auto it = m_files.find(existing);
+    if (it == m_files.end()) return ERROR_FILE_NOT_FOUND;
+    if (m_folders.count(replaced)) return ERROR_ACCESS_DENIED;
+    if (!m_folders.count(Parent(replaced))) return kErrorPathNotFound;
+    m_files[replaced] = std::move(it->second);
+    m_files.erase(it);
+    ++m_writeCounts[replaced];
+    return ERROR_SUCCESS;
+}
+
 Win32Error CSimFiles::GetFileAttributes(const std::wstring& path, uint32_t& attributes) {
     std::lock_guard lock(m_mutex);
     attributes = INVALID_FILE_ATTRIBUTES;

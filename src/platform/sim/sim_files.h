@@ -40,6 +40,7 @@ public:
     Win32Error ReadWholeFile(const std::wstring& path, std::vector<uint8_t>& content) override;
     // Journaled; ERROR_PATH_NOT_FOUND without the folder.
     Win32Error WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& content) override;
+    Win32Error MoveFileEx(const std::wstring& existing, const std::wstring& replaced) override;
     Win32Error GetFileAttributes(const std::wstring& path, uint32_t& attributes) override;
     Win32Error GetUserConfigFolder(std::wstring& path) override;
 

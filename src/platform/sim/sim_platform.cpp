@@ -19,6 +19,8 @@ CSimPlatform::CSimPlatform()
       SimResources(MakeRef<CSimResources>(SimJournal)),
       SimMedia(MakeRef<CSimMedia>()),
       SimHttp(MakeRef<CSimHttp>()),
+      SimAppServices(MakeRef<CSimAppServices>()),
+      SimVendorApi(MakeRef<CSimVendorApi>()),
       m_native(CreateNativePlatform()) {}
 
 CSimPlatform::~CSimPlatform() {
@@ -30,6 +32,7 @@ CSimPlatform::~CSimPlatform() {
     SimProcesses->Shutdown();
     SimSync->Shutdown();
     SimHttp->Shutdown();
+    SimAppServices->Shutdown();
 }
 
 CRefPtr<IMessageLoop> CSimPlatform::CreateMessageLoop() { return MakeRef<CPortableMessageLoop>(); }
@@ -47,8 +50,8 @@ CRefPtr<IFiles> CSimPlatform::Files() { return SimFiles; }
 CRefPtr<IResources> CSimPlatform::Resources() { return SimResources; }
 CRefPtr<IMediaFoundation> CSimPlatform::Media() { return SimMedia; }
 CRefPtr<IHttp> CSimPlatform::Http() { return SimHttp; }
-CRefPtr<IAppServices> CSimPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
-CRefPtr<IVendorApi> CSimPlatform::VendorApi() { return ReportPortUnavailable(Name(), L"vendor library"); }
+CRefPtr<IAppServices> CSimPlatform::AppServices() { return SimAppServices; }
+CRefPtr<IVendorApi> CSimPlatform::VendorApi() { return SimVendorApi; }
 // Libraries load for real: the plug-in and its test doubles are real files.
 CRefPtr<IPluginLoader> CSimPlatform::Plugins() { return m_native->Plugins(); }
 

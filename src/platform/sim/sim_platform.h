@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "platform/platform.h"
+#include "platform/sim/sim_app_services.h"
 #include "platform/sim/sim_audio.h"
 #include "platform/sim/sim_debug_output.h"
 #include "platform/sim/sim_files.h"
@@ -17,6 +18,7 @@
 #include "platform/sim/sim_resources.h"
 #include "platform/sim/sim_sync.h"
 #include "platform/sim/sim_system.h"
+#include "platform/sim/sim_vendor_api.h"
 
 namespace qv {
 
@@ -58,6 +60,8 @@ public:
     const CRefPtr<CSimResources> SimResources;
     const CRefPtr<CSimMedia> SimMedia;
     const CRefPtr<CSimHttp> SimHttp;
+    const CRefPtr<CSimAppServices> SimAppServices;
+    const CRefPtr<CSimVendorApi> SimVendorApi;
 
 private:
     CRefPtr<IPlatform> m_native;  // for what stays real: pipes

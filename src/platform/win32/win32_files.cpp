@@ -161,6 +161,12 @@ Win32Error CWin32Files::WriteWholeFile(const std::wstring& path, const std::vect
     return ERROR_SUCCESS;
 }
 
+Win32Error CWin32Files::MoveFileEx(const std::wstring& existing, const std::wstring& replaced) {
+    if (!::MoveFileExW(existing.c_str(), replaced.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        return ::GetLastError();
+    return ERROR_SUCCESS;
+}
+
 Win32Error CWin32Files::GetFileAttributes(const std::wstring& path, uint32_t& attributes) {
     attributes = ::GetFileAttributesW(path.c_str());
     return attributes == INVALID_FILE_ATTRIBUTES ? ::GetLastError() : ERROR_SUCCESS;

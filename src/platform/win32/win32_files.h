@@ -22,6 +22,7 @@ public:
     // returned then, and nothing on any failure.
     Win32Error ReadWholeFile(const std::wstring& path, std::vector<uint8_t>& content) override;
     Win32Error WriteWholeFile(const std::wstring& path, const std::vector<uint8_t>& content) override;
+    Win32Error MoveFileEx(const std::wstring& existing, const std::wstring& replaced) override;
     Win32Error GetFileAttributes(const std::wstring& path, uint32_t& attributes) override;
     // ERROR_NOT_SUPPORTED: on Windows the registry points the browsers at
     // the native-messaging manifest, not a folder of the user's.

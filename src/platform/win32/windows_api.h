@@ -22,6 +22,7 @@
 #undef GetTempFileName
 #undef GetTempPath
 #undef LoadLibrary
+#undef MoveFileEx
 #undef OpenMutex
 #undef OutputDebugString
 #undef PostThreadMessage
