@@ -30,7 +30,9 @@ ORBENT_EXPORT int32_t ORBAPOAPI_FreeEndpoint(void* endpoint);
 ORBENT_EXPORT int32_t ORBAPOAPI_FreeAPI(void* api);
 // The code of the last failure; apiOrNull may be null.
 ORBENT_EXPORT uint32_t ORBAPOAPI_GetLastError(void* apiOrNull);
-// 1 when installed.
+// 1 when the browser's default profile is there and the add-on is missing
+// from it, which is the one answer on which the add-on is offered; 2 when it
+// is installed; 0 when the browser or its profile is unknown.
 ORBENT_EXPORT int32_t ORBMISCAPI_IsBrowserExtensionInstalled(const wchar_t* vendor, const wchar_t* browser,
                                                              const wchar_t* extensionId);
 // 1 when the browser was started.

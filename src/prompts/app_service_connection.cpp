@@ -35,7 +35,12 @@ CAppServiceConnection::CAppServiceConnection(const CRefPtr<ITraceFuncCallTarget>
     QV_TRACE_SCOPE(L"CAppServiceConnection::CAppServiceConnection");
     // A platform without app services leaves the connection empty; Connect
     // then finds no app, as on a machine without the companion.
-    if (CRefPtr<IAppServices> services = AppServicesPort()) services->CreateAppServiceConnection(m_connection);
+    if (CRefPtr<IAppServices> services = AppServicesPort()) {
+        if (HRESULT hr = services->CreateAppServiceConnection(m_connection); hr < 0) {
+            Trace(L"Failed to create the app service connection with error 0x%08X\n", static_cast<uint32_t>(hr));
+            m_connection = nullptr;
+        }
+    }
 }
 
 CAppServiceConnection::~CAppServiceConnection() {

@@ -139,7 +139,8 @@ TEST_F(VendorApiTest, AvailabilityComesFromTheFileAndDefaultsToZero) {
     }
 }
 
-TEST_F(VendorApiTest, ExtensionIsInstalledWhenTheProfileHasItsFolder) {
+// 1, the answer that offers the add-on, only for a browser profile without it.
+TEST_F(VendorApiTest, TheAddOnIsMissingFromAProfileWithoutItsFolder) {
     struct Case {
         const wchar_t* vendor;
         const wchar_t* browser;
@@ -148,9 +149,11 @@ TEST_F(VendorApiTest, ExtensionIsInstalledWhenTheProfileHasItsFolder) {
         int32_t expected;
     };
     const std::vector<Case> cases = {
-        {L"Google", L"Chrome", kChromeExtensions / "abcdefghijklmnop", L"abcdefghijklmnop", 1},
-        {L"Google", L"Chrome", kChromiumExtensions / "abcdefghijklmnop", L"abcdefghijklmnop", 1},
-        {L"Microsoft", L"Edge", kEdgeExtensions / "abcdefghijklmnop", L"abcdefghijklmnop", 1},
+        {L"Google", L"Chrome", kChromeExtensions / "abcdefghijklmnop", L"abcdefghijklmnop", 2},
+        {L"Google", L"Chrome", kChromiumExtensions / "abcdefghijklmnop", L"abcdefghijklmnop", 2},
+        {L"Microsoft", L"Edge", kEdgeExtensions / "abcdefghijklmnop", L"abcdefghijklmnop", 2},
+        {L"Google", L"Chrome", kChromeExtensions / "other", L"abcdefghijklmnop", 1},
+        {L"Google", L"Chrome", kChromiumExtensions.parent_path(), L"abcdefghijklmnop", 1},
         {L"Google", L"Chrome", {}, L"abcdefghijklmnop", 0},
         {L"Google", L"Chrome", kEdgeExtensions / "abcdefghijklmnop", L"abcdefghijklmnop", 0},
         {L"Microsoft", L"Edge", kChromeExtensions / "abcdefghijklmnop", L"abcdefghijklmnop", 0},
@@ -247,7 +250,7 @@ TEST_F(VendorApiTest, DoublesGiveTheAnswersTheyStandFor) {
     EXPECT_EQ(m_port->ORBAPOAPI_GetLastError(0), kNotFound);
     m_port = nullptr;
 
-    Place(QV_ORBENT_DOUBLE_EXTENSION_INSTALLED);
+    Place(QV_ORBENT_DOUBLE_EXTENSION_MISSING);
     ASSERT_TRUE(MakePort());
     EXPECT_EQ(m_port->ORBMISCAPI_IsBrowserExtensionInstalled(L"Google", L"Chrome", L"abcdefghijklmnop"), 1);
 }

@@ -175,13 +175,17 @@ ORBENT_EXPORT uint32_t ORBAPOAPI_GetLastError(void* apiOrNull) {
 
 ORBENT_EXPORT int32_t ORBMISCAPI_IsBrowserExtensionInstalled(const wchar_t* vendor, const wchar_t* browser,
                                                              const wchar_t* extensionId) {
-#ifdef QV_ORBENT_EXTENSION_INSTALLED
+#ifdef QV_ORBENT_EXTENSION_MISSING
     return 1;
 #else
     if (!vendor || !browser || !extensionId) return 0;
     const orbent::Browser which = orbent::BrowserOf(vendor, browser);
     if (which == orbent::Browser::Unknown || !orbent::IsPlainExtensionId(extensionId)) return 0;
-    return orbent::ExtensionFolderExists(which, extensionId) ? 1 : 0;
+    switch (orbent::ExtensionStateOf(which, extensionId)) {
+        case orbent::ExtensionState::Missing: return 1;
+        case orbent::ExtensionState::Installed: return 2;
+        default: return 0;
+    }
 #endif
 }
 

@@ -25,7 +25,10 @@ bool ReadParameterText(std::string& text);
 // 0 or an error number.
 uint32_t WriteParameterText(const std::string& text);
 
-bool ExtensionFolderExists(Browser browser, const std::wstring& extensionId);
+enum class ExtensionState { NoProfile, Missing, Installed };
+// Looks in the browser's default profile (Chromium's counts as Chrome's on
+// Linux) for the add-on's folder.
+ExtensionState ExtensionStateOf(Browser browser, const std::wstring& extensionId);
 bool StartBrowser(Browser browser, const std::wstring& arguments);
 
 }  // namespace orbent

@@ -128,14 +128,19 @@ uint32_t WriteParameterText(const std::string& text) {
     return 0;
 }
 
-bool ExtensionFolderExists(Browser browser, const std::wstring& extensionId) {
+ExtensionState ExtensionStateOf(Browser browser, const std::wstring& extensionId) {
     const std::string config = UserFolder("XDG_CONFIG_HOME", ".config");
-    if (config.empty()) return false;
-    const std::string tail = "/Default/Extensions/" + qv::WideToUtf8(extensionId);
-    if (browser == Browser::Chrome)
-        return IsFolder(config + "/google-chrome" + tail) || IsFolder(config + "/chromium" + tail);
-    if (browser == Browser::Edge) return IsFolder(config + "/microsoft-edge" + tail);
-    return false;
+    if (config.empty()) return ExtensionState::NoProfile;
+    std::vector<std::string> profiles;
+    if (browser == Browser::Chrome) profiles = {config + "/google-chrome/Default", config + "/chromium/Default"};
+    if (browser == Browser::Edge) profiles = {config + "/microsoft-edge/Default"};
+    ExtensionState state = ExtensionState::NoProfile;
+    for (const std::string& profile : profiles) {
+        if (!IsFolder(profile)) continue;
+        if (IsFolder(profile + "/Extensions/" + qv::WideToUtf8(extensionId))) return ExtensionState::Installed;
+        state = ExtensionState::Missing;
+    }
+    return state;
 }
 
 bool StartBrowser(Browser browser, const std::wstring& arguments) {

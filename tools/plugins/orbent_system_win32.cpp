@@ -135,12 +135,13 @@ uint32_t WriteParameterText(const std::string& text) {
     return 0;
 }
 
-bool ExtensionFolderExists(Browser browser, const std::wstring& extensionId) {
+ExtensionState ExtensionStateOf(Browser browser, const std::wstring& extensionId) {
     const std::wstring local = Environment(L"LOCALAPPDATA");
-    if (local.empty()) return false;
-    const wchar_t* profile = browser == Browser::Chrome ? L"\\Google\\Chrome\\User Data\\Default\\Extensions\\"
-                                                        : L"\\Microsoft\\Edge\\User Data\\Default\\Extensions\\";
-    return IsFolder(local + profile + extensionId);
+    if (local.empty()) return ExtensionState::NoProfile;
+    const std::wstring profile = local + (browser == Browser::Chrome ? L"\\Google\\Chrome\\User Data\\Default"
+                                                                     : L"\\Microsoft\\Edge\\User Data\\Default");
+    if (!IsFolder(profile)) return ExtensionState::NoProfile;
+    return IsFolder(profile + L"\\Extensions\\" + extensionId) ? ExtensionState::Installed : ExtensionState::Missing;
 }
 
 bool StartBrowser(Browser browser, const std::wstring& arguments) {
