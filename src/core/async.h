@@ -58,10 +58,7 @@ public:
     }
     template <class Rep, class Period>
     bool try_lock_for(std::chrono::duration<Rep, Period> timeout) {
-        std::unique_lock g(m_mutex);
-        if (!m_cv.wait_for(g, timeout, [&] { return !m_locked; })) return false;
-        m_locked = true;
-        return true;
+        return try_lock_until(std::chrono::steady_clock::now() + timeout);
     }
     template <class Clock, class Duration>
     bool try_lock_until(std::chrono::time_point<Clock, Duration> deadline) {
