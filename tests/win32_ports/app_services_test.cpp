@@ -18,6 +18,7 @@
 #include "platform/win32/windows_api.h"
 #include "support/wine_detect.h"
 #include "win32_ports_support.h"
+#include "winrt_fakes.h"
 
 namespace qv {
 namespace {
@@ -114,6 +115,25 @@ TEST(Win32WinRtValueSet, TextPairsRoundTripThroughTheRuntimeSet) {
     ValueSet read{{L"stale", L"x"}};
     ASSERT_EQ(winrt::ReadValueSet(set.get(), read), S_OK);
     EXPECT_EQ(read, message);
+}
+
+// The reading side over a set of the test's own, since Wine has no ValueSet
+// to fill: every text value comes back, numbers and objects that are not
+// boxed values are left out, and what the map held before goes.
+TEST(Win32WinRtValueSet, ReadingKeepsTheTextValuesAndLeavesOutTheRest) {
+    using test::Boxed;
+    auto nested = MakeRef<test::FakeValueSet>(test::FakeEntries{{L"inner", Boxed(L"x")}});
+    auto set = MakeRef<test::FakeValueSet>(test::FakeEntries{
+        {L"Response", Boxed(L"OK")},
+        {L"Empty", Boxed(L"")},
+        {L"Count", Boxed(42)},
+        {L"Nested", CRefPtr<::IInspectable>(nested.get())},
+        {L"Nothing", nullptr},
+        {L"Text\x00E9", Boxed(L"caf\x00E9")},
+    });
+    ValueSet read{{L"stale", L"x"}};
+    ASSERT_EQ(winrt::ReadValueSet(set.get(), read), S_OK);
+    EXPECT_EQ(read, (ValueSet{{L"Response", L"OK"}, {L"Empty", L""}, {L"Text\x00E9", L"caf\x00E9"}}));
 }
 
 }  // namespace

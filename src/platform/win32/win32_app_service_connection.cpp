@@ -1,6 +1,7 @@
 #include "platform/win32/win32_app_service_connection.h"
 
 #include "platform/win32/win32_call_gate.h"
+#include "platform/win32/win32_com_apartment.h"
 #include "platform/win32/win32_com_callback.h"
 #include "platform/win32/win32_hstring.h"
 #include "platform/win32/win32_winrt_iid.h"
@@ -97,6 +98,7 @@ void CWin32AppServiceConnection::SetPackageFamilyName(const std::wstring& name) 
 }
 
 int32_t CWin32AppServiceConnection::OpenAsync() {
+    EnsureComOnThisThread();
     const winrt::AppServiceIids& iids = winrt::AppServiceInterfaceIds();
     if (FAILED(iids.result)) return iids.result;
     CRefPtr<winrt::IAsyncOperation<int32_t>> operation;
@@ -109,6 +111,8 @@ int32_t CWin32AppServiceConnection::OpenAsync() {
 
 int32_t CWin32AppServiceConnection::SendMessageAsync(const ValueSet& message, ValueSet& response) {
     response.clear();
+    // The message's ValueSet is activated on this thread.
+    EnsureComOnThisThread();
     const winrt::AppServiceIids& iids = winrt::AppServiceInterfaceIds();
     if (FAILED(iids.result)) return iids.result;
     CRefPtr<winrt::IPropertySet> set;
