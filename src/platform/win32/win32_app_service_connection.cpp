@@ -39,7 +39,7 @@ public:
         if (!object) return E_POINTER;
         *object = nullptr;
         // Agile: the runtime calls it from any thread without marshalling.
-        if (iid != IID_IUnknown && iid != m_iid && iid != IID_IAgileObject) return E_NOINTERFACE;
+        if (iid != ::IID_IUnknown && iid != m_iid && iid != IID_IAgileObject) return E_NOINTERFACE;
         this->AddRef();
         *object = static_cast<winrt::IConnectionEventHandler<TArgs>*>(this);
         return S_OK;

@@ -33,15 +33,20 @@ Win32Error CWin32AppServices::FindPackagesByPackageFamily(const std::wstring& fa
     if (!find) return ERROR_CALL_NOT_IMPLEMENTED;
     UINT32 count = 0;
     UINT32 bufferLength = 0;
+    std::vector<PWSTR> names;
+    std::vector<WCHAR> buffer;
+    std::vector<UINT32> properties;
     LONG error = find(familyName.c_str(), kPackageFilterHead, &count, nullptr, &bufferLength, nullptr, nullptr);
-    if (error != ERROR_INSUFFICIENT_BUFFER) return static_cast<Win32Error>(error);
-    // The names are asked for too: the call fills the properties only
-    // beside them.
-    std::vector<PWSTR> names(count);
-    std::vector<WCHAR> buffer(bufferLength);
-    std::vector<UINT32> properties(count);
-    error = find(familyName.c_str(), kPackageFilterHead, &count, names.data(), &bufferLength, buffer.data(),
-                 properties.data());
+    // A package installed between two calls makes the next one short again:
+    // each retry takes the sizes that the last call reported. The names are
+    // asked for too, since the call fills the properties only beside them.
+    for (int attempt = 0; error == ERROR_INSUFFICIENT_BUFFER && attempt < 8; ++attempt) {
+        names.resize(count);
+        buffer.resize(bufferLength);
+        properties.resize(count);
+        error = find(familyName.c_str(), kPackageFilterHead, &count, names.data(), &bufferLength, buffer.data(),
+                     properties.data());
+    }
     if (error != ERROR_SUCCESS) return static_cast<Win32Error>(error);
     properties.resize(std::min<size_t>(count, properties.size()));
     packageProperties.assign(properties.begin(), properties.end());

@@ -38,7 +38,7 @@ public:
     ::HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         if (!object) return E_POINTER;
         *object = nullptr;
-        if (iid != IID_IUnknown && iid != m_iid && iid != IID_IAgileObject) return E_NOINTERFACE;
+        if (iid != ::IID_IUnknown && iid != m_iid && iid != IID_IAgileObject) return E_NOINTERFACE;
         this->AddRef();
         *object = static_cast<IAsyncOperationCompletedHandler<TAbi>*>(this);
         return S_OK;
