@@ -18,6 +18,7 @@
 #include "platform/win32/win32_winrt_iid.h"
 #include "platform/win32/windows_api.h"
 #include "support/wait_until.h"
+#include "support/wine_detect.h"
 #include "winrt_fakes.h"
 
 namespace qv {
@@ -165,6 +166,15 @@ TEST_F(Win32AppServiceConnection, OpenWaitsForTheRuntimesThreadAndGivesItsStatus
     EXPECT_NE(runtime->open->completedOn, std::this_thread::get_id());
     EXPECT_EQ(runtime->serviceName, L"com.example.toast");
     EXPECT_EQ(runtime->familyName, L"Example.Toasts_abc");
+}
+
+// Under Wine the message's ValueSet cannot be made, and the send fails with
+// the activation's result; on Windows the fake's SendMessageAsync refuses.
+TEST_F(Win32AppServiceConnection, AMessageThatCannotBeSentIsTheFailureWithNoResponse) {
+    ValueSet response{{L"stale", L"x"}};
+    const int32_t status = connection->SendMessageAsync({{L"ShowToast", L"true"}}, response);
+    EXPECT_EQ(status, test::RunningUnderWine() ? REGDB_E_CLASSNOTREG : E_NOTIMPL);
+    EXPECT_TRUE(response.empty());
 }
 
 TEST_F(Win32AppServiceConnection, ServiceClosedReachesTheHandlerOnTheRuntimesThread) {
