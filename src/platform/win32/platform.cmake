@@ -9,3 +9,7 @@ target_link_libraries(qv_platform_native PUBLIC ole32)
 # (winhttp).
 target_link_libraries(qv_platform_native PUBLIC ole32 uuid powrprof advapi32 shell32 mfplat mfreadwrite mfuuid propsys
                                                  winhttp)
+# The app-service port: activation and strings of the Windows Runtime
+# (runtimeobject) and the SHA-1 that derives the IIDs of its parameterized
+# interfaces (bcrypt).
+target_link_libraries(qv_platform_native PUBLIC runtimeobject bcrypt)

@@ -2,6 +2,7 @@
 
 #include "platform/native.h"
 #include "platform/vendor_library_api.h"
+#include "platform/win32/win32_app_services.h"
 #include "platform/win32/win32_debug_output.h"
 #include "platform/win32/win32_device_enumerator.h"
 #include "platform/win32/win32_files.h"
@@ -35,7 +36,8 @@ CWin32Platform::CWin32Platform()
       m_resources(MakeRef<CWin32Resources>()),
       m_media(MakeRef<CWin32MediaFoundation>()),
       m_http(MakeRef<CWin32Http>()),
-      m_plugins(MakeRef<CWin32PluginLoader>()) {}
+      m_plugins(MakeRef<CWin32PluginLoader>()),
+      m_appServices(MakeRef<CWin32AppServices>()) {}
 
 CRefPtr<IMessageLoop> CWin32Platform::CreateMessageLoop() { return MakeRef<CWin32MessageLoop>(); }
 
@@ -52,7 +54,7 @@ CRefPtr<IFiles> CWin32Platform::Files() { return m_files; }
 CRefPtr<IResources> CWin32Platform::Resources() { return m_resources; }
 CRefPtr<IMediaFoundation> CWin32Platform::Media() { return m_media; }
 CRefPtr<IHttp> CWin32Platform::Http() { return m_http; }
-CRefPtr<IAppServices> CWin32Platform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
+CRefPtr<IAppServices> CWin32Platform::AppServices() { return m_appServices; }
 // Beside the program; a system without the library gets a port whose every
 // call fails, as the model expects of such a system.
 CRefPtr<IVendorApi> CWin32Platform::VendorApi() {

@@ -47,6 +47,7 @@ private:
     const CRefPtr<IMediaFoundation> m_media;
     const CRefPtr<IHttp> m_http;
     const CRefPtr<IPluginLoader> m_plugins;
+    const CRefPtr<IAppServices> m_appServices;
     std::mutex m_vendorMutex;
     CRefPtr<IVendorApi> m_vendorApi;  // the library loaded on first use, kept for the platform's life
 };
