@@ -37,7 +37,9 @@ int OnNameOwnerChanged(sd_bus_message* message, void* userdata, sd_bus_error*) {
     const Peer& peer = *static_cast<const Peer*>(userdata);
     const char *name = nullptr, *oldOwner = nullptr, *newOwner = nullptr;
     if (sd_bus_message_read(message, "sss", &name, &oldOwner, &newOwner) < 0) return 0;
-    const bool nameMoved = peer.busName == name && peer.owner != newOwner;
+    // Only a change away from the companion found counts: one that was
+    // queued before it was found may be older than it.
+    const bool nameMoved = peer.busName == name && peer.owner == oldOwner && peer.owner != newOwner;
     const bool companionLeft = peer.owner == name && *newOwner == '\0';
     if (nameMoved || companionLeft) peer.events->PostServiceClosed();
     return 0;
