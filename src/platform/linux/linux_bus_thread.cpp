@@ -66,6 +66,9 @@ void CLinuxBusThread::Stop() {
         m_stopping = true;
     }
     Wake();
+    // A connection may be closed from two threads at once (its handler and
+    // its owner): one of them joins.
+    std::lock_guard join(m_joinMutex);
     if (m_thread.joinable() && !IsCurrent()) m_thread.join();
 }
 

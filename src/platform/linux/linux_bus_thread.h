@@ -54,6 +54,7 @@ private:
     std::deque<Queued> m_queue;
     bool m_stopping = false;
     bool m_ended = false;
+    std::mutex m_joinMutex;
     std::thread m_thread;
     std::thread::id m_id;
 };
