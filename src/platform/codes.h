@@ -62,6 +62,8 @@ inline constexpr Win32Error ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
 inline constexpr Win32Error ERROR_NEGATIVE_SEEK = 131;
 inline constexpr Win32Error ERROR_DIRECTORY = 267;
 inline constexpr Win32Error ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr Win32Error ERROR_SERVICE_NOT_ACTIVE = 1062;
+inline constexpr Win32Error ERROR_TIMEOUT = 1460;
 
 // WinHTTP's errors (winhttp.h), which the HTTP port gives on every platform.
 inline constexpr Win32Error ERROR_WINHTTP_TIMEOUT = 12002;

@@ -2,6 +2,7 @@
 
 #include "platform/codes.h"
 #include "platform/embedded_resources.h"
+#include "platform/linux/linux_app_services.h"
 #include "platform/linux/linux_audio.h"
 #include "platform/linux/linux_debug_output.h"
 #include "platform/linux/linux_files.h"
@@ -77,7 +78,12 @@ CRefPtr<IHttp> CLinuxPlatform::Http() {
     if (!m_http) m_http = MakeRef<CLinuxHttp>();
     return m_http;
 }
-CRefPtr<IAppServices> CLinuxPlatform::AppServices() { return ReportPortUnavailable(Name(), L"app service"); }
+// Every call opens what it needs, so one port serves them all.
+CRefPtr<IAppServices> CLinuxPlatform::AppServices() {
+    std::lock_guard lock(m_mutex);
+    if (!m_appServices) m_appServices = MakeRef<CLinuxAppServices>();
+    return m_appServices;
+}
 // Beside the program, as on Windows; a system without the library gets a
 // port whose every call fails, as the model expects of such a system.
 CRefPtr<IVendorApi> CLinuxPlatform::VendorApi() {

@@ -1,5 +1,6 @@
 // The Linux platform: PulseAudio or PipeWire for audio, /proc for processes,
-// local sockets for pipes, files for the registry, FFmpeg for media.
+// local sockets for pipes, files for the registry, FFmpeg for media, the
+// session bus for the companion app.
 #pragma once
 
 #include <mutex>
@@ -43,6 +44,7 @@ private:
     CRefPtr<IFiles> m_files;
     CRefPtr<IMediaFoundation> m_media;
     CRefPtr<IHttp> m_http;
+    CRefPtr<IAppServices> m_appServices;
     CRefPtr<IPluginLoader> m_plugins;
     CRefPtr<IVendorApi> m_vendorApi;  // the library loaded on first use, kept for the platform's life
 };
