@@ -123,9 +123,11 @@ protected:
 
     // quorvane-host on this test's pipe, starting the classifier for the
     // default output or for the given one, with the trace on its standard
-    // error. The extra environment entries reach the classifier too.
-    LoggedProcess& StartHost(const std::string& endpoint = {}, std::vector<std::string> environment = {}) {
-        std::vector<std::string> argv{QV_HOST_TOOL, "--pipe", m_pipe, "--classifier", QV_CONTENT_CLASSIFIER};
+    // error. The extra environment entries reach the classifier too, which
+    // may be a copy of the program elsewhere.
+    LoggedProcess& StartHost(const std::string& endpoint = {}, std::vector<std::string> environment = {},
+                             const std::string& classifier = QV_CONTENT_CLASSIFIER) {
+        std::vector<std::string> argv{QV_HOST_TOOL, "--pipe", m_pipe, "--classifier", classifier};
         if (!endpoint.empty()) argv.insert(argv.end(), {"--endpoint", endpoint});
         environment.insert(environment.end(),
                            {"QUORVANE_REGISTRY_DIR=" + m_folder + "/registry", "QUORVANE_DEBUG_OUTPUT=stderr"});
