@@ -3,6 +3,7 @@
 #include <array>
 #include <ctime>
 
+#include "core/local_time.h"
 #include "core/text.h"
 #include "platform/platform.h"
 #include "platform/thread_id.h"
@@ -18,13 +19,7 @@ const std::wstring& Spaces() {
 
 void WriteToFile(DBG_TRACE* record, const std::wstring& line) {
     char stamp[64] = {};
-    std::time_t now = std::time(nullptr);
-    std::tm local{};
-#ifdef _WIN32
-    localtime_s(&local, &now);
-#else
-    localtime_r(&now, &local);
-#endif
+    const std::tm local = LocalTime(std::time(nullptr));
     std::strftime(stamp, sizeof stamp, "%d-%m-%Y %I:%M:%S", &local);
     std::string text = std::string("[") + stamp + "]\t" + WideToUtf8(line);
     if (text.empty() || text.back() != '\n') text.push_back('\n');
@@ -47,10 +42,10 @@ void DBG_TRACE_WriteLine(DBG_TRACE* record, std::wstring_view message) {
     if (!record) return;
     const int32_t indent = record->indent.load(std::memory_order_relaxed);
     const std::wstring_view indentText(Spaces().data(), static_cast<std::size_t>(indent));
-    std::wstring line = record->NoThreadId
-                            ? FormatWInto(DBG_TRACE::kLineChars, L"%s{%i}: %s", record->name, record->instance, indentText)
-                            : FormatWInto(DBG_TRACE::kLineChars, L"%s{%i}[%i]: %s", record->name, record->instance,
-                                      CurrentThreadId(), indentText);
+    std::wstring line = record->NoThreadId ? FormatWInto(DBG_TRACE::kLineChars, L"%s{%i}: %s", record->name,
+                                                         record->instance, indentText)
+                                           : FormatWInto(DBG_TRACE::kLineChars, L"%s{%i}[%i]: %s", record->name,
+                                                         record->instance, CurrentThreadId(), indentText);
     line.append(message);
     // A line that would not fit the 4096-character buffer ends in " ...".
     if (line.size() >= DBG_TRACE::kLineChars) {
@@ -77,8 +72,7 @@ bool DBG_TRACE_Start(DBG_TRACE* record) {
     if (record && !record->logPipe) {
         if (CRefPtr<IPipes> pipes = platform->Pipes()) {
             for (int i = 0; i <= 9; ++i) {
-                std::wstring name =
-                    FormatW(L"\\\\.\\pipe\\{68327F92-4C65-4484-860D-DA80B61FCDBA}.Quorvane_Log_%i", i);
+                std::wstring name = FormatW(L"\\\\.\\pipe\\{68327F92-4C65-4484-860D-DA80B61FCDBA}.Quorvane_Log_%i", i);
                 CRefPtr<IPipeConnection> pipe;
                 if (pipes->CreateFile(name, pipe) == 0 && pipe) {
                     record->logPipe = pipe;

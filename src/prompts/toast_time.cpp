@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstdio>
 
+#include "core/local_time.h"
+
 namespace qv {
 
 namespace {
@@ -43,13 +45,7 @@ std::tm LocalTimeOf(FILETIME time) {
     const uint64_t ticks = time.Ticks();
     const std::time_t seconds =
         ticks > kUnixEpochTicks ? static_cast<std::time_t>((ticks - kUnixEpochTicks) / kTicksPerSecond) : 0;
-    std::tm local{};
-#ifdef _WIN32
-    localtime_s(&local, &seconds);
-#else
-    localtime_r(&seconds, &local);
-#endif
-    return local;
+    return LocalTime(seconds);
 }
 
 std::string FormatToastTime(const std::tm& t) {

@@ -22,15 +22,6 @@ namespace {
 using namespace qv;
 using namespace qv::companion;
 
-int PollTimeout(sd_bus* bus) {
-    uint64_t usec = UINT64_MAX;
-    if (sd_bus_get_timeout(bus, &usec) < 0 || usec == UINT64_MAX) return -1;
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    const uint64_t nowUsec = static_cast<uint64_t>(now.tv_sec) * 1000000u + static_cast<uint64_t>(now.tv_nsec) / 1000u;
-    return usec <= nowUsec ? 0 : static_cast<int>(std::min<uint64_t>((usec - nowUsec + 999) / 1000, INT32_MAX));
-}
-
 // Serves the bus until a stop signal (0) or the bus's loss (1).
 int Serve(sd_bus* bus, int signals) {
     for (;;) {
@@ -42,7 +33,7 @@ int Serve(sd_bus* bus, int signals) {
             return 1;
         }
         pollfd fds[2] = {{sd_bus_get_fd(bus), static_cast<short>(sd_bus_get_events(bus)), 0}, {signals, POLLIN, 0}};
-        if (::poll(fds, 2, PollTimeout(bus)) < 0 && errno != EINTR) return 1;
+        if (::poll(fds, 2, SdBusPollTimeout(bus)) < 0 && errno != EINTR) return 1;
         if (fds[1].revents & POLLIN) {
             signalfd_siginfo info{};
             if (::read(signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info))

@@ -10,21 +10,6 @@
 
 namespace qv {
 
-namespace {
-
-// poll's time-out until sd-bus's next deadline (a call's time-out), in ms.
-int PollTimeout(sd_bus* bus) {
-    uint64_t usec = UINT64_MAX;
-    if (sd_bus_get_timeout(bus, &usec) < 0 || usec == UINT64_MAX) return -1;
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    const uint64_t nowUsec = static_cast<uint64_t>(now.tv_sec) * 1000000u + static_cast<uint64_t>(now.tv_nsec) / 1000u;
-    if (usec <= nowUsec) return 0;
-    return static_cast<int>(std::min<uint64_t>((usec - nowUsec + 999) / 1000, INT32_MAX));
-}
-
-}  // namespace
-
 CLinuxBusThread::CLinuxBusThread(CSdBus bus, std::function<void()> onLost)
     : m_bus(std::move(bus)), m_onLost(std::move(onLost)), m_wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     // The thread starts serving once its id is known here: IsCurrent reads it.
@@ -116,7 +101,7 @@ void CLinuxBusThread::Serve() {
         }
         pollfd fds[2] = {{sd_bus_get_fd(bus), static_cast<short>(sd_bus_get_events(bus)), 0},
                          {m_wake.get(), POLLIN, 0}};
-        if (::poll(fds, 2, PollTimeout(bus)) < 0 && errno != EINTR) {
+        if (::poll(fds, 2, SdBusPollTimeout(bus)) < 0 && errno != EINTR) {
             lost = true;
             break;
         }

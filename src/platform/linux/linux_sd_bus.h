@@ -44,4 +44,8 @@ private:
 // given address. A negative errno when it cannot be reached.
 int OpenSessionBus(const std::optional<std::string>& address, CSdBus& bus);
 
+// poll's time-out until sd-bus's next deadline (a call's time-out), in ms;
+// -1 when nothing waits for a deadline.
+int SdBusPollTimeout(sd_bus* bus);
+
 }  // namespace qv
