@@ -76,7 +76,7 @@ protected:
 
     LoggedProcess& StartClassifier() {
         LoggedProcess& host = StartHost({}, Environment(), m_classifier);
-        EXPECT_TRUE(WaitForWord(host, m_output, 0, "AnyContent", kStartBound)) << host.Output();
+        EXPECT_TRUE(WaitForWord(host, m_output, 0, "AnyContent", kStartBound)) << host.Errors();
         return host;
     }
     void PlayChrome() { Start("chrome", {m_bin + "/chrome", "--tone", "440", "--seconds", "20"}); }
@@ -103,7 +103,7 @@ TEST_F(ToastsEndToEnd, ChromeIsOfferedItsAddOnAndEachAnswerIsKept) {
 
     // Chrome plays: the offer shows, and the store opens on "install".
     PlayChrome();
-    ASSERT_TRUE(m_desktop->WaitForNotifications(1)) << host.Output();
+    ASSERT_TRUE(m_desktop->WaitForNotifications(1)) << host.Errors();
     const auto offer = m_desktop->Notifications().back();
     EXPECT_NE(std::find(offer.actions.begin(), offer.actions.end(), "action=install_ext_yes"), offer.actions.end());
     EXPECT_EQ(Settings()["InstallChromeExtensionToastIntervalSeconds"], 43200);
@@ -115,25 +115,25 @@ TEST_F(ToastsEndToEnd, ChromeIsOfferedItsAddOnAndEachAnswerIsKept) {
             return in && std::getline(in, opened);
         },
         kWordBound, kPoll))
-        << host.Output();
+        << host.Errors();
     EXPECT_EQ(opened,
               "--profile-directory=Default https://chrome.google.com/webstore/detail/zk-content-audio/" + kChromeAddOn);
 
     // Due again: dismissed, the doubled wait stays.
     BackDateLastShowing();
     PlayChrome();
-    ASSERT_TRUE(m_desktop->WaitForNotifications(2)) << host.Output();
+    ASSERT_TRUE(m_desktop->WaitForNotifications(2)) << host.Errors();
     EXPECT_EQ(Settings()["InstallChromeExtensionToastIntervalSeconds"], 86400);
     ASSERT_TRUE(m_desktop->Dismiss(m_desktop->Notifications().back().id));
 
     // Due again: "don't ask again" holds across a restart of the classifier.
     BackDateLastShowing();
     PlayChrome();
-    ASSERT_TRUE(m_desktop->WaitForNotifications(3)) << host.Output();
+    ASSERT_TRUE(m_desktop->WaitForNotifications(3)) << host.Errors();
     ASSERT_TRUE(m_desktop->InvokeAction(m_desktop->Notifications().back().id, "dontShowAgain"));
     ASSERT_TRUE(WaitUntil([&] { return Settings().value("ShowInstallChromeExtensionToast", true) == false; },
                           kWordBound, kPoll))
-        << host.Output();
+        << host.Errors();
     EXPECT_EQ(Settings()["InstallChromeExtensionToastIntervalSeconds"], 172800);
     host.Signal(SIGINT);
     ASSERT_EQ(host.WaitForExit(kExitBound), 0);
@@ -155,7 +155,7 @@ TEST_F(ToastsEndToEnd, ANewOutputWithLobeFitIsInvitedOnce) {
     const std::string headset = m_sinkPrefix + "_headset";
     SetFlag(headset, "-1,-36,-1");
     LoadSink("headset", "E2E-Toast-Headset", "");
-    ASSERT_TRUE(m_desktop->WaitForNotifications(1)) << host.Output();
+    ASSERT_TRUE(m_desktop->WaitForNotifications(1)) << host.Errors();
     EXPECT_NE(m_desktop->Notifications().back().actions.size(), 0u);
     ASSERT_TRUE(m_desktop->InvokeAction(m_desktop->Notifications().back().id, "action=zkpa_personalize"));
     // The acceptance is written into the endpoint's record.
@@ -166,8 +166,39 @@ TEST_F(ToastsEndToEnd, ANewOutputWithLobeFitIsInvitedOnce) {
             return table.is_object() && table.contains(headset) && table[headset].contains("5,148,-1");
         },
         kWordBound, kPoll))
-        << host.Output();
+        << host.Errors();
     EXPECT_EQ(m_desktop->Notifications().size(), 1u);
+}
+
+// A restart of the sound server takes every output away and brings it back:
+// that is no new device. An output that is really new afterwards is.
+TEST_F(ToastsEndToEnd, ARestartOfTheSoundServerIsNoNewOutput) {
+    ASSERT_NO_FATAL_FAILURE(LoadPresetSink());
+    LoggedProcess& host = StartClassifier();
+    const std::string headset = m_sinkPrefix + "_headset";
+    SetFlag(headset, "-1,-36,-1");
+    LoadSink("headset", "E2E-Toast-Headset", "");
+    ASSERT_TRUE(m_desktop->WaitForNotifications(1)) << host.Errors();
+    ASSERT_TRUE(m_desktop->Dismiss(m_desktop->Notifications().back().id));
+
+    SoundServer::Get().Stop();
+    ASSERT_TRUE(SoundServer::Get().Start()) << SoundServer::Get().Diagnostics();
+    // The server starts from scratch: the test's outputs come back as a
+    // driver would bring them back, under their names.
+    m_modules.clear();
+    ASSERT_NO_FATAL_FAILURE(LoadPresetSink());
+    LoadSink("headset", "E2E-Toast-Headset", "");
+
+    const std::string dock = m_sinkPrefix + "_dock";
+    SetFlag(dock, "-1,-36,-1");
+    LoadSink("dock", "E2E-Toast-Dock", "");
+    ASSERT_TRUE(m_desktop->WaitForNotifications(2)) << host.Errors();
+    // The dock's invitation came after the headset's return, which made none.
+    const std::string trace = host.Errors();
+    EXPECT_NE(trace.find("Retreived endpoint for device " + dock), std::string::npos) << trace;
+    const std::string headsetOpened = "Retreived endpoint for device " + headset;
+    EXPECT_EQ(trace.find(headsetOpened, trace.find(headsetOpened) + 1), std::string::npos) << trace;
+    EXPECT_EQ(m_desktop->Notifications().size(), 2u);
 }
 
 }  // namespace

@@ -4,9 +4,19 @@ namespace qv {
 
 void CAppServiceEvents::SetHandlers(std::function<void(const ValueSet&)> requestReceived,
                                     std::function<void()> serviceClosed) {
-    std::lock_guard lock(m_mutex);
-    m_requestReceived = std::move(requestReceived);
-    m_serviceClosed = std::move(serviceClosed);
+    {
+        std::lock_guard lock(m_mutex);
+        m_requestReceived = std::move(requestReceived);
+        m_serviceClosed = std::move(serviceClosed);
+    }
+    m_handlersSet.notify_all();
+}
+
+template <class Handler>
+Handler CAppServiceEvents::HandlerOnceSet(const Handler& member) {
+    std::unique_lock lock(m_mutex);
+    m_handlersSet.wait(lock, [&] { return m_closed || m_requestReceived || m_serviceClosed; });
+    return m_closed ? Handler() : member;
 }
 
 void CAppServiceEvents::PostRequest(ValueSet request) {
@@ -15,13 +25,7 @@ void CAppServiceEvents::PostRequest(ValueSet request) {
         if (m_closed || m_serviceClosedPosted) return;
     }
     m_thread.Post([this, request = std::move(request)] {
-        std::function<void(const ValueSet&)> handler;
-        {
-            std::lock_guard lock(m_mutex);
-            if (m_closed) return;
-            handler = m_requestReceived;
-        }
-        if (handler) handler(request);
+        if (auto handler = HandlerOnceSet(m_requestReceived)) handler(request);
     });
 }
 
@@ -32,13 +36,7 @@ void CAppServiceEvents::PostServiceClosed() {
         m_serviceClosedPosted = true;
     }
     m_thread.Post([this] {
-        std::function<void()> handler;
-        {
-            std::lock_guard lock(m_mutex);
-            if (m_closed) return;
-            handler = m_serviceClosed;
-        }
-        if (handler) handler();
+        if (auto handler = HandlerOnceSet(m_serviceClosed)) handler();
     });
 }
 
@@ -47,6 +45,7 @@ void CAppServiceEvents::Close() {
         std::lock_guard lock(m_mutex);
         m_closed = true;
     }
+    m_handlersSet.notify_all();
     m_thread.Stop();
     // Let go of what the handlers hold (often their owner, which holds this
     // connection). A handler that closes runs on a copy, so this is safe

@@ -120,6 +120,24 @@ TEST_F(CompanionToastTest, CloseWaitsForTheHandlerThatRuns) {
     EXPECT_TRUE(finished) << "Close returned while the handler still ran";
 }
 
+// The user may answer before the reply that the toast shows has reached the
+// caller, who sets the handlers only once it has: the answer waits for them.
+TEST_F(CompanionToastTest, AnAnswerBeforeTheHandlersAreSetWaitsForThem) {
+    ASSERT_TRUE(StartNotifications());
+    ASSERT_TRUE(StartCompanion(AppArguments()));
+    CRefPtr<IAppServiceConnection> connection;
+    ASSERT_EQ(Port()->CreateAppServiceConnection(connection), 0);
+    connection->SetPackageFamilyName(kFamily);
+    connection->SetAppServiceName(kService);
+    ASSERT_EQ(connection->OpenAsync(), kAppServiceConnectionSuccess);
+    ASSERT_EQ(Show(*connection, L"ShowNewDeviceConnectedToast"), L"OK");
+    ASSERT_TRUE(m_notifications->Dismiss(1));
+    ASSERT_TRUE(Said("dismissed"));
+    connection->SetHandlers([this](const ValueSet& request) { Heard.Add(Line(request)); },
+                            [this] { Heard.Add(L"closed"); });
+    EXPECT_TRUE(Heard.WaitForCall(L"request ToastState=Dismissed;")) << Heard.Calls().size();
+}
+
 TEST_F(CompanionToastTest, TheResponseSaysWhyNoToastIsShown) {
     ASSERT_TRUE(StartCompanion(AppArguments()));
     int32_t status = -1;
