@@ -53,13 +53,18 @@ protected:
     }
 
     // The reference library's parameters: a one-byte flag of an endpoint.
+    std::string ParametersPath() const { return m_folder + "/data/quorvane/orbent-parameters.json"; }
+    // The library's store as it is now; an empty object while it has none.
+    nlohmann::json Parameters() const {
+        std::ifstream in(ParametersPath());
+        nlohmann::json table = in ? nlohmann::json::parse(in, nullptr, false) : nlohmann::json();
+        return table.is_object() ? table : nlohmann::json::object();
+    }
     void SetFlag(const std::string& endpoint, const std::string& parameter) {
-        const std::string path = m_folder + "/data/quorvane/orbent-parameters.json";
         std::filesystem::create_directories(m_folder + "/data/quorvane");
-        nlohmann::json table = nlohmann::json::object();
-        if (std::ifstream in(path); in) table = nlohmann::json::parse(in, nullptr, false);
+        nlohmann::json table = Parameters();
         table[endpoint][parameter] = "01";
-        std::ofstream(path) << table.dump();
+        std::ofstream(ParametersPath()) << table.dump();
     }
 
     nlohmann::json Settings() const {
@@ -144,11 +149,14 @@ TEST_F(ToastsEndToEnd, ChromeIsOfferedItsAddOnAndEachAnswerIsKept) {
     ASSERT_TRUE(
         WaitUntil([&] { return again.Errors().find("ShowInstallChromeExtensionToast = false") != std::string::npos; },
                   kWordBound, kPoll))
-        << again.Output();
+        << again.Errors();
     EXPECT_EQ(m_desktop->Notifications().size(), 3u);
 }
 
-TEST_F(ToastsEndToEnd, ANewOutputWithLobeFitIsInvitedOnce) {
+// A new output with LobeFit is invited, and the acceptance lands in its
+// record. A restart of the sound server then takes every output away and
+// brings it back: that is no new device. An output really new afterwards is.
+TEST_F(ToastsEndToEnd, ANewOutputWithLobeFitIsInvitedOnceAndARestartIsNoNewOutput) {
     ASSERT_NO_FATAL_FAILURE(LoadPresetSink());
     LoggedProcess& host = StartClassifier();
     // Known to the library before it appears.
@@ -156,30 +164,9 @@ TEST_F(ToastsEndToEnd, ANewOutputWithLobeFitIsInvitedOnce) {
     SetFlag(headset, "-1,-36,-1");
     LoadSink("headset", "E2E-Toast-Headset", "");
     ASSERT_TRUE(m_desktop->WaitForNotifications(1)) << host.Errors();
-    EXPECT_NE(m_desktop->Notifications().back().actions.size(), 0u);
     ASSERT_TRUE(m_desktop->InvokeAction(m_desktop->Notifications().back().id, "action=zkpa_personalize"));
-    // The acceptance is written into the endpoint's record.
-    ASSERT_TRUE(WaitUntil(
-        [&] {
-            std::ifstream in(m_folder + "/data/quorvane/orbent-parameters.json");
-            const nlohmann::json table = in ? nlohmann::json::parse(in, nullptr, false) : nlohmann::json();
-            return table.is_object() && table.contains(headset) && table[headset].contains("5,148,-1");
-        },
-        kWordBound, kPoll))
+    ASSERT_TRUE(WaitUntil([&] { return Parameters()[headset].contains("5,148,-1"); }, kWordBound, kPoll))
         << host.Errors();
-    EXPECT_EQ(m_desktop->Notifications().size(), 1u);
-}
-
-// A restart of the sound server takes every output away and brings it back:
-// that is no new device. An output that is really new afterwards is.
-TEST_F(ToastsEndToEnd, ARestartOfTheSoundServerIsNoNewOutput) {
-    ASSERT_NO_FATAL_FAILURE(LoadPresetSink());
-    LoggedProcess& host = StartClassifier();
-    const std::string headset = m_sinkPrefix + "_headset";
-    SetFlag(headset, "-1,-36,-1");
-    LoadSink("headset", "E2E-Toast-Headset", "");
-    ASSERT_TRUE(m_desktop->WaitForNotifications(1)) << host.Errors();
-    ASSERT_TRUE(m_desktop->Dismiss(m_desktop->Notifications().back().id));
 
     SoundServer::Get().Stop();
     ASSERT_TRUE(SoundServer::Get().Start()) << SoundServer::Get().Diagnostics();
