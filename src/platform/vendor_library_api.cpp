@@ -113,4 +113,6 @@ std::wstring VendorLibraryAbsentLine(const std::wstring& path, Win32Error error,
     return line + L"; the endpoint parameters and browser offers are off\n";
 }
 
+std::wstring VendorLibraryLoadedLine(const std::wstring& path) { return L"Vendor library " + path + L" loaded\n"; }
+
 }  // namespace qv

@@ -78,5 +78,8 @@ std::wstring ProgramFolderOf(const std::wstring& executable);
 // The line that the platforms trace once when the library or one of its
 // exports is missing.
 std::wstring VendorLibraryAbsentLine(const std::wstring& path, Win32Error error, const std::string& missingExport);
+// The line that says from where the library was loaded, so that a trace
+// shows which of several copies the program uses.
+std::wstring VendorLibraryLoadedLine(const std::wstring& path);
 
 }  // namespace qv

@@ -107,6 +107,10 @@ int RunContentClassifier(const std::vector<std::string>& arguments, const EntryH
 
     // The plug-in is optional; without it the rules decide alone.
     LoadContentDiscrimination({});
+    // The vendor's library is loaded now, as an imported library would be:
+    // the trace says at start whether the toasts can ever be offered, not
+    // hours later at the first offer.
+    platform->VendorApi();
 
     // The store interfaces need the apartment; without it nothing of the
     // program can work, so a failure ends the process.

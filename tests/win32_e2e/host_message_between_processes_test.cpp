@@ -15,17 +15,18 @@
 
 #include <gtest/gtest.h>
 
+#include "child_process.h"
 #include "classify/host_message.h"
 #include "core/text.h"
 #include "platform/win32/win32_pipes.h"
 #include "platform/win32/windows_api.h"
-#include "reference_host_process.h"
 
 namespace qv {
 namespace {
 
 using namespace std::chrono_literals;
-using test::ReferenceHostProcess;
+using test::BesideTestProgram;
+using test::ChildProcess;
 
 // Generous: a cold Wine prefix takes seconds to start a process, and the CI
 // machine is shared.
@@ -45,8 +46,10 @@ protected:
     // listens. It stops by itself after `count` messages; its own limit of
     // two minutes ends it even if this program dies before it can.
     void StartHost(int count) {
-        m_host = std::make_unique<ReferenceHostProcess>(std::vector<std::wstring>{
-            L"--listen-only", L"--pipe", m_pipeName, L"--count", std::to_wstring(count), L"--for", L"120"});
+        m_host = std::make_unique<ChildProcess>(
+            BesideTestProgram(L"quorvane-host.exe"),
+            std::vector<std::wstring>{L"--listen-only", L"--pipe", m_pipeName, L"--count", std::to_wstring(count),
+                                      L"--for", L"120"});
         ASSERT_TRUE(m_host->Started());
         ASSERT_TRUE(m_host->WaitForLineWith("listening on", kStepLimit)) << "the host did not start listening";
     }
@@ -98,7 +101,7 @@ protected:
     // the bytes arrive as they were sent.
     const std::string m_endpoint = WideToUtf8(L"{0.0.0.00000000}.{e2e-K\u00fcche-" + UniqueSuffix() + L"}");
     CRefPtr<IPipes> m_pipes = MakeRef<CWin32Pipes>();
-    std::unique_ptr<ReferenceHostProcess> m_host;
+    std::unique_ptr<ChildProcess> m_host;
 };
 
 TEST_F(HostMessageBetweenProcessesTest, TheHostHearsEachWordForItsEndpointAndTheWithdrawal) {

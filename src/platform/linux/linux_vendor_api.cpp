@@ -34,6 +34,7 @@ CRefPtr<IVendorApi> CreateLinuxVendorApi(const std::wstring& folder, const CRefP
     std::string missing;
     if (!ResolveVendorExports([&](const char* name) { return ::dlsym(library.get(), name); }, exports, missing))
         return absent(ERROR_PROC_NOT_FOUND, missing);
+    if (trace) trace->OutputDebugString(VendorLibraryLoadedLine(path));
     return MakeRef<CVendorLibraryApi>(std::move(library), exports, true, ERROR_SUCCESS);
 }
 

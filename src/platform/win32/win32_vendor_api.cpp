@@ -27,6 +27,7 @@ CRefPtr<IVendorApi> CreateWin32VendorApi(const std::wstring& folder, const CRefP
     std::string missing;
     auto find = [&](const char* name) { return reinterpret_cast<void*>(::GetProcAddress(module, name)); };
     if (!ResolveVendorExports(find, exports, missing)) return absent(ERROR_PROC_NOT_FOUND, missing);
+    if (trace) trace->OutputDebugString(VendorLibraryLoadedLine(path));
     return MakeRef<CVendorLibraryApi>(std::move(library), exports, true, ERROR_SUCCESS);
 }
 

@@ -1,5 +1,5 @@
-// quorvane-host.exe, the reference host, run by a test as a second Windows
-// process beside the test program: its output captured (for the checks, and
+// A program of the project (the reference host, the classifier) run by a
+// test as a second Windows process: its output captured (for the checks, and
 // to show in full when a check fails), and ended for sure however the test
 // ends.
 #pragma once
@@ -16,18 +16,22 @@
 
 namespace qv::test {
 
-class ReferenceHostProcess {
+// The full path of a program copied beside the test program.
+std::wstring BesideTestProgram(const std::wstring& fileName);
+
+class ChildProcess {
 public:
     // The arguments must need no quoting. A start that fails is a test failure.
-    explicit ReferenceHostProcess(const std::vector<std::wstring>& arguments);
-    ~ReferenceHostProcess();
-    ReferenceHostProcess(const ReferenceHostProcess&) = delete;
-    ReferenceHostProcess& operator=(const ReferenceHostProcess&) = delete;
+    ChildProcess(const std::wstring& program, const std::vector<std::wstring>& arguments);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
 
     bool Started() const { return static_cast<bool>(m_process); }
-    // False when the limit passes, or the host closes its output, first.
+    uint32_t Id() const;
+    // False when the limit passes, or the program closes its output, first.
     bool WaitForLineWith(const std::string& text, std::chrono::milliseconds limit) const;
-    // The exit code of a host that ends by itself within the limit.
+    // The exit code of a program that ends by itself within the limit.
     std::optional<uint32_t> WaitForExit(std::chrono::milliseconds limit);
     // Ends it if it still runs, and waits (boundedly) for the rest of its output.
     void Kill();
@@ -41,7 +45,7 @@ private:
 
     CUniqueHandle m_process;
     // Shared with the reading thread, which may outlive this object if Wine
-    // never closes the host's end of the pipe.
+    // never closes the program's end of the pipe.
     std::shared_ptr<Capture> m_capture;
     std::thread m_reader;
 };

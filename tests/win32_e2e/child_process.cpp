@@ -1,4 +1,4 @@
-#include "reference_host_process.h"
+#include "child_process.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -13,7 +13,7 @@ namespace qv::test {
 
 namespace {
 
-// How long a killed host may take to go, and its last output to arrive.
+// How long a killed program may take to go, and its last output to arrive.
 constexpr std::chrono::seconds kEndLimit{10};
 
 // The complete lines: a last one without its line feed is still being written.
@@ -27,23 +27,26 @@ std::vector<std::string> SplitLines(const std::string& output) {
 
 }  // namespace
 
-struct ReferenceHostProcess::Capture {
+std::wstring BesideTestProgram(const std::wstring& fileName) {
+    std::vector<wchar_t> self(32768);
+    self.resize(::GetModuleFileNameW(nullptr, self.data(), static_cast<DWORD>(self.size())));
+    const std::wstring path(self.begin(), self.end());
+    return path.substr(0, path.find_last_of(L"\\/") + 1) + fileName;
+}
+
+struct ChildProcess::Capture {
     mutable std::mutex mutex;
     mutable std::condition_variable changed;
-    std::string output;  // without the CRs of the host's C runtime
+    std::string output;  // without the CRs of the program's C runtime
     bool closed = false;
 };
 
 // Started with CreateProcessW rather than by a script around it: both
 // processes then share one wineserver with no second `wine` start-up, the
-// test owns the process handle (to kill the host, and read its exit code),
+// test owns the process handle (to kill the program, and read its exit code),
 // and the output comes back through an anonymous pipe read as it goes.
-ReferenceHostProcess::ReferenceHostProcess(const std::vector<std::wstring>& arguments)
+ChildProcess::ChildProcess(const std::wstring& program, const std::vector<std::wstring>& arguments)
     : m_capture(std::make_shared<Capture>()) {
-    std::vector<wchar_t> self(32768);
-    self.resize(::GetModuleFileNameW(nullptr, self.data(), static_cast<DWORD>(self.size())));
-    const std::wstring folder(self.begin(), self.end());
-    const std::wstring program = folder.substr(0, folder.find_last_of(L"\\/") + 1) + L"quorvane-host.exe";
     std::wstring commandLine = L"\"" + program + L"\"";
     for (const std::wstring& argument : arguments) commandLine += L" " + argument;
 
@@ -57,7 +60,7 @@ ReferenceHostProcess::ReferenceHostProcess(const std::vector<std::wstring>& argu
     CUniqueHandle reader(readEnd);
     CUniqueHandle writer(writeEnd);
     // Were the test's end inherited too, the pipe would never report the
-    // host's end.
+    // program's end.
     ::SetHandleInformation(reader.get(), HANDLE_FLAG_INHERIT, 0);
 
     STARTUPINFOW startup{};
@@ -73,7 +76,7 @@ ReferenceHostProcess::ReferenceHostProcess(const std::vector<std::wstring>& argu
     }
     ::CloseHandle(info.hThread);
     m_process.reset(info.hProcess);
-    writer.reset();  // the host holds the only write end now: its end closes the pipe
+    writer.reset();  // the program holds the only write end now: its end closes the pipe
 
     m_reader = std::thread([capture = m_capture, pipe = std::move(reader)] {
         char buffer[4096];
@@ -89,7 +92,7 @@ ReferenceHostProcess::ReferenceHostProcess(const std::vector<std::wstring>& argu
     });
 }
 
-ReferenceHostProcess::~ReferenceHostProcess() {
+ChildProcess::~ChildProcess() {
     Kill();
     if (!m_reader.joinable()) return;
     std::unique_lock lock(m_capture->mutex);
@@ -103,7 +106,7 @@ ReferenceHostProcess::~ReferenceHostProcess() {
         m_reader.detach();
 }
 
-bool ReferenceHostProcess::WaitForLineWith(const std::string& text, std::chrono::milliseconds limit) const {
+bool ChildProcess::WaitForLineWith(const std::string& text, std::chrono::milliseconds limit) const {
     const auto holds = [&] {
         const std::vector<std::string> lines = SplitLines(m_capture->output);
         return std::any_of(lines.begin(), lines.end(),
@@ -114,7 +117,7 @@ bool ReferenceHostProcess::WaitForLineWith(const std::string& text, std::chrono:
     return holds();
 }
 
-std::optional<uint32_t> ReferenceHostProcess::WaitForExit(std::chrono::milliseconds limit) {
+std::optional<uint32_t> ChildProcess::WaitForExit(std::chrono::milliseconds limit) {
     DWORD code = 0;
     if (!m_process || ::WaitForSingleObject(m_process.get(), static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0 ||
         !::GetExitCodeProcess(m_process.get(), &code))
@@ -122,7 +125,7 @@ std::optional<uint32_t> ReferenceHostProcess::WaitForExit(std::chrono::milliseco
     return code;
 }
 
-void ReferenceHostProcess::Kill() {
+void ChildProcess::Kill() {
     if (m_process && ::WaitForSingleObject(m_process.get(), 0) != WAIT_OBJECT_0) {
         ::TerminateProcess(m_process.get(), 255);
         ::WaitForSingleObject(m_process.get(), static_cast<DWORD>(std::chrono::milliseconds(kEndLimit).count()));
@@ -131,11 +134,13 @@ void ReferenceHostProcess::Kill() {
     m_capture->changed.wait_for(lock, kEndLimit, [&] { return m_capture->closed || !m_reader.joinable(); });
 }
 
-std::string ReferenceHostProcess::Output() const {
+std::string ChildProcess::Output() const {
     std::lock_guard lock(m_capture->mutex);
     return m_capture->output;
 }
 
-std::vector<std::string> ReferenceHostProcess::Lines() const { return SplitLines(Output()); }
+uint32_t ChildProcess::Id() const { return m_process ? ::GetProcessId(m_process.get()) : 0; }
+
+std::vector<std::string> ChildProcess::Lines() const { return SplitLines(Output()); }
 
 }  // namespace qv::test
