@@ -19,6 +19,7 @@
 #include "classify/sample_analysis.h"
 #include "core/text.h"
 #include "devices/audio_device_manager.h"
+#include "event_latency_report.h"
 #include "platform/codes.h"
 #include "sessions/process_info.h"
 #include "shell/main_loop.h"
@@ -118,19 +119,6 @@ private:
     uint32_t m_nextPid = 5000;
 };
 
-double Milliseconds(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
-
-double Percentile(std::vector<double> values, double p) {
-    if (values.empty()) return 0;
-    std::sort(values.begin(), values.end());
-    const auto index = static_cast<std::size_t>(std::ceil(p * values.size())) - 1;
-    return values[std::min(index, values.size() - 1)];
-}
-
-// The delays of the path: the settling of the event, then the wait before
-// the final classification.
-constexpr double kDesignedMs = 10 + 100;
-
 // A player's session turns active; the time until the host hears "Movie".
 // Between two measurements a music player takes over, so that every
 // measured activation changes the word.
@@ -141,8 +129,7 @@ void BM_EventToHostMessage(benchmark::State& state) {
         return;
     }
     const std::wstring movie = machine.AddSession(machine.StartApp(L"C:\\Apps\\vlc.exe"), AudioSessionStateInactive);
-    const std::wstring music =
-        machine.AddSession(machine.StartApp(L"C:\\Apps\\wmplayer.exe"), AudioSessionStateActive);
+    const std::wstring music = machine.AddSession(machine.StartApp(L"C:\\Apps\\wmplayer.exe"), AudioSessionStateActive);
     CSimAudio& audio = *machine.harness.platform->SimAudio;
     if (!machine.WaitForHost(2)) {
         state.SkipWithError("the music player was never heard");
@@ -169,14 +156,7 @@ void BM_EventToHostMessage(benchmark::State& state) {
             return;
         }
     }
-    const double median = Percentile(latencies, 0.5);
-    const double p99 = Percentile(latencies, 0.99);
-    state.counters["median_ms"] = median;
-    state.counters["p99_ms"] = p99;
-    state.counters["designed_ms"] = kDesignedMs;
-    // What the path costs beyond the delays it is built of.
-    state.counters["overhead_median_ms"] = median - kDesignedMs;
-    state.counters["overhead_p99_ms"] = p99 - kDesignedMs;
+    ReportEventLatencies(state, latencies);
 }
 BENCHMARK(BM_EventToHostMessage)->UseManualTime()->Iterations(60)->Unit(benchmark::kMillisecond);
 
