@@ -9,6 +9,10 @@
 namespace qv {
 
 CRefPtr<IPlatform> CreateNativePlatform();
+// The pipe port alone, for a program that needs nothing else: the whole
+// platform brings in every library of every port, and their loading is a
+// start-up cost that a short-lived helper pays each time it runs.
+CRefPtr<IPipes> CreateNativePipes();
 
 // Holds the user's interrupts back from every thread started later; call it
 // first thing in main, before any thread exists.
