@@ -108,10 +108,13 @@ TEST_F(PulseServerLifetimeTest, LostServerFailsTheCallsAndTheNextCallReconnects)
     ASSERT_EQ(hr, S_OK);
     EXPECT_EQ(StateOf(spk.get()), DEVICE_STATE_ACTIVE) << "an endpoint is named by its id, and works again";
     // A restart is no new device: once the default is back, which needs
-    // its endpoint back, nothing has been said of the endpoints.
+    // its endpoint back, nothing has been said of the endpoints it had.
+    // PipeWire shows a placeholder sink, auto_null, until the test's sinks
+    // are made again; that one is new, and goes.
     ASSERT_TRUE(client->Log.WaitForCall(L"default 0 2 spk"));
     for (const std::wstring& call : client->Log.Calls())
-        EXPECT_TRUE(call.rfind(L"added", 0) != 0 && call.rfind(L"removed", 0) != 0 && call.rfind(L"state", 0) != 0)
+        EXPECT_TRUE(call.ends_with(L" auto_null") || call.find(L" auto_null ") != std::wstring::npos ||
+                    (call.rfind(L"added", 0) != 0 && call.rfind(L"removed", 0) != 0 && call.rfind(L"state", 0) != 0))
             << "after the restart: " << call;
     EXPECT_EQ(session->GetState(sessionState), AUDCLNT_E_SERVICE_NOT_RUNNING)
         << "a session of the old connection is over for good";

@@ -4,10 +4,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <condition_variable>
 #include <filesystem>
-#include <mutex>
+#include <future>
+#include <memory>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -18,6 +17,7 @@
 #include "platform/linux/linux_proc.h"
 #include "platform/linux/linux_processes.h"
 #include "platform/linux/linux_sync.h"
+#include "support/callback_recorders.h"
 #include "test_child.h"
 
 namespace qv {
@@ -31,7 +31,14 @@ FILETIME CreationOf(IProcessHandle& process) {
     return creation;
 }
 
-uint32_t WaitForEnd(ISync& sync, IProcessHandle* process) { return sync.WaitForMultipleObjects({process}, 10000); }
+// The end of the process, waited for beside an event that is never set: a
+// process handle is one more object of the wait, here the second.
+constexpr uint32_t kEnded = kWaitObject0 + 1;
+uint32_t WaitForEnd(ISync& sync, IProcessHandle* process) {
+    CRefPtr<IEvent> never;
+    EXPECT_EQ(sync.CreateEvent(never), 0u);
+    return sync.WaitForMultipleObjects({never.get(), process}, 10000);
+}
 
 TEST(CommandLineTest, SplitsAsWindowsDoes) {
     using Args = std::vector<std::wstring>;
@@ -90,23 +97,16 @@ TEST(LinuxProcessesTest, NoSuchProcessAThreadAndAKernelThreadAreRefused) {
               ERROR_INVALID_PARAMETER);
     EXPECT_FALSE(process);
 
-    std::atomic<pid_t> tid{0};
-    std::mutex mutex;
-    std::condition_variable done;
-    bool finish = false;
-    std::thread thread([&] {
-        tid = static_cast<pid_t>(::syscall(SYS_gettid));
-        std::unique_lock lock(mutex);
-        done.wait(lock, [&] { return finish; });
+    std::promise<pid_t> tid;
+    std::promise<void> finish;
+    std::thread thread([&, finished = finish.get_future()] {
+        tid.set_value(static_cast<pid_t>(::syscall(SYS_gettid)));
+        finished.wait();
     });
-    while (tid == 0) std::this_thread::yield();
-    EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, tid, process), ERROR_INVALID_PARAMETER)
+    EXPECT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, tid.get_future().get(), process),
+              ERROR_INVALID_PARAMETER)
         << "a thread's id is no process id";
-    {
-        std::lock_guard lock(mutex);
-        finish = true;
-    }
-    done.notify_all();
+    finish.set_value();
     thread.join();
 
     // kthreadd, the parent of kernel threads, has no image to tell.
@@ -148,11 +148,12 @@ TEST(LinuxProcessesTest, TwoProcessesDifferInStartTimeAndAHandleStaysWithItsProc
     ASSERT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, a.Pid(), first), 0u);
     ASSERT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, b.Pid(), second), 0u);
     EXPECT_LT(CreationOf(*first).Ticks(), CreationOf(*second).Ticks());
+    EXPECT_EQ(sync->WaitForMultipleObjects({first.get()}, 20), kWaitTimeout) << "it still runs";
 
     const FILETIME before = CreationOf(*first);
     a.Kill(SIGKILL);
     a.Wait();
-    EXPECT_EQ(WaitForEnd(*sync, first.get()), kWaitObject0) << "the handle is signalled when its process ends";
+    EXPECT_EQ(WaitForEnd(*sync, first.get()), kEnded) << "the handle is signalled when its process ends";
     FILETIME creation, exit, kernel, user;
     ASSERT_EQ(first->GetProcessTimes(creation, exit, kernel, user), 0u);
     EXPECT_EQ(creation, before) << "the ended process keeps its identity";
@@ -173,7 +174,7 @@ TEST(LinuxProcessesTest, ChildGetsItsArgumentsAndGivesItsExitCode) {
                                        kCreateNewConsole, child),
               0u);
     ASSERT_TRUE(child);
-    ASSERT_EQ(WaitForEnd(*sync, child.get()), kWaitObject0);
+    ASSERT_EQ(WaitForEnd(*sync, child.get()), kEnded);
     uint32_t code = 0;
     ASSERT_EQ(child->GetExitCodeProcess(code), 0u);
     EXPECT_EQ(code, 3u);
@@ -182,7 +183,7 @@ TEST(LinuxProcessesTest, ChildGetsItsArgumentsAndGivesItsExitCode) {
     EXPECT_FALSE(image.empty());
 
     ASSERT_EQ(processes->CreateProcess(L"", L"sh -c \"kill -9 $$\"", 0, child), 0u) << "found in PATH";
-    ASSERT_EQ(WaitForEnd(*sync, child.get()), kWaitObject0);
+    ASSERT_EQ(WaitForEnd(*sync, child.get()), kEnded);
     ASSERT_EQ(child->GetExitCodeProcess(code), 0u);
     EXPECT_EQ(code, 128u + SIGKILL);
 
@@ -193,51 +194,27 @@ TEST(LinuxProcessesTest, ChildGetsItsArgumentsAndGivesItsExitCode) {
 TEST(LinuxProcessesTest, ExitWaitCallsBackOnItsOwnThreadForTheEndOrTheStopEvent) {
     auto processes = MakeRef<CLinuxProcesses>();
     auto sync = MakeRef<CLinuxSync>();
-    struct Outcome {
-        std::mutex mutex;
-        std::condition_variable changed;
-        int calls = 0;
-        bool ended = false;
-        std::thread::id thread;
-    };
-    auto watch = [&](IProcessHandle* process, IEvent* stop, Outcome& outcome) {
-        return processes->WaitForProcessExit(process, stop, [&outcome](bool ended) {
-            std::lock_guard lock(outcome.mutex);
-            ++outcome.calls;
-            outcome.ended = ended;
-            outcome.thread = std::this_thread::get_id();
-            outcome.changed.notify_all();
-        });
-    };
-    auto await = [](Outcome& outcome) {
-        std::unique_lock lock(outcome.mutex);
-        return outcome.changed.wait_for(lock, std::chrono::seconds(10), [&] { return outcome.calls > 0; });
-    };
-
-    TestChild endsByItself({"sleep", "30"});
-    CRefPtr<IProcessHandle> process;
-    ASSERT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, endsByItself.Pid(), process), 0u);
     CRefPtr<IEvent> stop;
-    ASSERT_EQ(sync->CreateEvent(stop), 0u);
-    Outcome ended;
-    ASSERT_EQ(watch(process.get(), stop.get(), ended), 0u);
-    endsByItself.Kill(SIGTERM);
-    ASSERT_TRUE(await(ended));
-    EXPECT_TRUE(ended.ended);
-    EXPECT_NE(ended.thread, std::this_thread::get_id());
-
-    TestChild keepsRunning({"sleep", "30"});
-    ASSERT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, keepsRunning.Pid(), process), 0u);
-    ASSERT_EQ(sync->CreateEvent(stop), 0u);
-    Outcome stopped;
-    ASSERT_EQ(watch(process.get(), stop.get(), stopped), 0u);
-    process = nullptr;  // the thread holds its own
-    stop->SetEvent();
-    ASSERT_TRUE(await(stopped));
-    EXPECT_FALSE(stopped.ended);
-    std::lock_guard lock(stopped.mutex);
-    EXPECT_EQ(stopped.calls, 1);
-
+    for (const bool ends : {true, false}) {
+        TestChild child({"sleep", "30"});
+        CRefPtr<IProcessHandle> process;
+        ASSERT_EQ(processes->OpenProcess(kProcessSynchronizeQueryInformation, child.Pid(), process), 0u);
+        ASSERT_EQ(sync->CreateEvent(stop), 0u);
+        // Shared with the waiting thread, which may outlive a failed test.
+        auto log = std::make_shared<test::CallLog>();
+        ASSERT_EQ(processes->WaitForProcessExit(process.get(), stop.get(),
+                                                [log](bool ended) { log->Add(ended ? L"ended" : L"stopped"); }),
+                  0u);
+        process = nullptr;  // the thread holds its own
+        if (ends) {
+            child.Kill(SIGTERM);
+        } else {
+            stop->SetEvent();
+        }
+        ASSERT_TRUE(log->WaitFor([](const auto& calls) { return !calls.empty(); }, std::chrono::seconds(10)));
+        EXPECT_EQ(log->Calls(), std::vector<std::wstring>{ends ? L"ended" : L"stopped"});
+        EXPECT_NE(log->Threads().front(), std::this_thread::get_id());
+    }
     EXPECT_EQ(processes->WaitForProcessExit(nullptr, stop.get(), [](bool) {}), ERROR_INVALID_PARAMETER);
 }
 

@@ -110,9 +110,7 @@ TEST_F(WebPageTest, AWatchPageWithAVideoOfKnownLength) {
     video->duration.set(0.0f);
     EXPECT_FALSE(page->HasYoutubeAudibleVideoElements.value());
 
-    // "v" must come first; the bare domain is not the video site.
-    page->url.set("https://www.youtube.com/watch?t=4&v=abc123");
-    EXPECT_TRUE(page->youtubeVideoId->empty());
+    // The bare domain is not the video site.
     page->url.set("https://youtube.com/watch?v=abc123");
     EXPECT_FALSE(page->isYoutube.value());
 }
