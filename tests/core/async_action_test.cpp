@@ -109,37 +109,5 @@ TEST_F(AsyncActionTest, MissingOrRefusingDispatcherRunsNothing) {
     EXPECT_THROW(empty->Post([] {}), std::bad_function_call);
 }
 
-// The usual pattern: a burst of triggers leaves one action, and its function
-// gives up if its object has gone.
-class Debounced : public CAddReleaseRef {
-public:
-    explicit Debounced(CRefPtr<IAsyncActionDispatcher> dispatcher) : m_dispatcher(std::move(dispatcher)) {}
-    void Trigger() {
-        CancelPending(m_pending);
-        CWeakRefPtr<Debounced> self(this);
-        m_pending = CAsyncAction::Post(m_dispatcher, [self](CRefPtr<CAsyncAction>) {
-            if (CRefPtr<Debounced> alive = self.Lock()) ++alive->Runs;
-        });
-    }
-    int Runs = 0;
-
-private:
-    CRefPtr<IAsyncActionDispatcher> m_dispatcher;
-    CWeakRefPtr<CAsyncAction> m_pending;
-};
-
-TEST_F(AsyncActionTest, BurstOfTriggersRunsOnceAndAGoneOwnerRunsNothing) {
-    CRefPtr<Debounced> owner = MakeRef<Debounced>(main.dispatcher);
-    for (int i = 0; i < 5; ++i) owner->Trigger();
-    main.RunPending();
-    EXPECT_EQ(owner->Runs, 1);
-
-    owner->Trigger();
-    CWeakRefPtr<Debounced> weak(owner);
-    owner.reset();
-    EXPECT_FALSE(weak.Lock()) << "the pending action must not hold its owner";
-    main.RunPending();
-}
-
 }  // namespace
 }  // namespace qv

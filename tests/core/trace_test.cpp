@@ -56,32 +56,21 @@ TEST_F(TraceTest, LineIsNameInstanceThreadIdAndMessageAndTheShortPrefixLeavesOut
                                          L"MIRADO{" + std::to_wstring(record->instance) + L"}: text\n"}));
 }
 
-TEST(TraceInstance, NamingGivesMiradoAndTheNextInstanceNumberOnce) {
-    auto a = MakeRef<CTraceFuncCallTarget>();
-    auto b = MakeRef<CTraceFuncCallTarget>();
-    DBG_TRACE_SetName(a->GetTrace());
-    DBG_TRACE_SetName(b->GetTrace());
-    EXPECT_EQ(a->GetTrace()->name, L"MIRADO");
-    EXPECT_GE(a->GetTrace()->instance, 2u);
-    EXPECT_EQ(b->GetTrace()->instance, a->GetTrace()->instance + 1);
-
-    // A record that has its number keeps it.
-    const uint32_t before = a->GetTrace()->instance;
-    DBG_TRACE_SetName(a->GetTrace());
-    EXPECT_EQ(a->GetTrace()->instance, before);
-}
-
-TEST(TraceInstance, FirstRecordOfAProcessIsNumberTwo) {
+TEST(TraceInstance, NamingGivesMiradoAndTheNextInstanceNumberOnceCountingFromTwo) {
     // The counter is process-wide, so the rule is checked in a fresh process
-    // of this program that names one record and exits with its number.
+    // of this program that names two records and exits with their numbers.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            auto fresh = MakeRef<CTraceFuncCallTarget>();
-            DBG_TRACE_SetName(fresh->GetTrace());
-            std::_Exit(static_cast<int>(fresh->GetTrace()->instance));
+            auto a = MakeRef<CTraceFuncCallTarget>();
+            auto b = MakeRef<CTraceFuncCallTarget>();
+            DBG_TRACE_SetName(a->GetTrace());
+            DBG_TRACE_SetName(b->GetTrace());
+            DBG_TRACE_SetName(a->GetTrace());  // a record that has its number keeps it
+            if (a->GetTrace()->name != L"MIRADO") std::_Exit(1);
+            std::_Exit(static_cast<int>(a->GetTrace()->instance * 10 + b->GetTrace()->instance));
         },
-        testing::ExitedWithCode(2), "");
+        testing::ExitedWithCode(23), "");
 }
 
 TEST_F(TraceTest, DepthBeyond511StopsAt1023AndExitLinesThenDoNotMatch) {
