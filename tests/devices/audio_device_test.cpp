@@ -76,23 +76,6 @@ TEST_F(AudioDeviceTest, AnEndpointBackWithinTwoSecondsOfAResumeIsNoConnection) {
     EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kSpeakers, kSpeakers));
 }
 
-TEST_F(AudioDeviceTest, AStateEventOfAnotherEndpointChangesNothing) {
-    ASSERT_TRUE(Audio().AddEndpoint(kHeadphones, eRender));
-    CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
-    PropertyWatcher isActive(speakers->IsActive);
-    h.ClearTrace();
-
-    // The event makes the headphones known, but their new device comes too
-    // late for it; the speakers' device hears it and only logs it.
-    ASSERT_TRUE(Audio().SetEndpointState(kHeadphones, DEVICE_STATE_DISABLED));
-    Settle();
-    ASSERT_TRUE(FindDevice(*manager, kHeadphones));
-    EXPECT_TRUE(speakers->IsActive.value());
-    EXPECT_THAT(isActive.values, IsEmpty());
-    EXPECT_EQ(TraceCount(L"endpointId = " + kHeadphones + L", dwNewState = 2\n"), 1u);
-    EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_"), 0u);
-}
-
 TEST_F(AudioDeviceTest, EachStateTakesTheDeviceWhereTheTableSaysAndAReconnectionToasts) {
     OfferNewDeviceToasts();
     CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
