@@ -28,7 +28,6 @@ protected:
         SetState(m_call[0], AudioSessionStateInactive);
     }
 
-private:
     std::vector<std::wstring> m_call;
 };
 
@@ -46,6 +45,8 @@ TEST_P(VoiceEpisodeTest, EndsWithTheDevicesOwnContentType) {
     ASSERT_TRUE(call);
     ASSERT_TRUE(WaitForHost(1));
     EXPECT_EQ(host.Words(), (std::vector<std::string>{"Voice"})) << "the fallback of the start is not told";
+    // The capture side of the call is never judged itself.
+    EXPECT_EQ(SessionResult(*WaitForSession(m_call[1], kMicrophone)).Category, CategoryUndefined);
     // The host has put the device on Voice; Voice again keeps the type from before.
     FindDevice(*devices, kSpeakers)->ContentTypeName.set(L"Voice");
     const std::size_t voices = FinalUpdates();

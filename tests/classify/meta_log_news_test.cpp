@@ -7,7 +7,6 @@
 
 #include "classifier_fixture.h"
 #include "meta_log_frames.h"
-#include "plugin_beside.h"
 
 namespace qv::test {
 namespace {
@@ -40,28 +39,6 @@ protected:
 private:
     int m_markers = 0;
 };
-
-TEST_F(MetaLogNewsTest, TheNetworksQuestionAndAnswerFollowTheMediaFile) {
-    PluginBeside plugin(*h.platform);
-    ASSERT_TRUE(plugin.Place(L"zkaicc64_double_movie"));
-    ASSERT_TRUE(plugin.Load());
-    ASSERT_NO_FATAL_FAILURE(Start());
-    ASSERT_TRUE(WaitForHost(1));
-    CRefPtr<CAudioSession> session = WaitForSession(Play(StartApp(kVlc)));
-    ASSERT_TRUE(session);
-    h.log->MediaFile.Set({L"D:\\Films\\concert.mkv"});
-    OpenFile(*session, StreamFacts(6, 48000, 24, 90.5, L"D:\\Films\\concert.mkv", /*isVideo=*/true));
-    ASSERT_TRUE(WaitForHost(2));
-    EXPECT_EQ(host.Words().back(), "Movie");
-    EXPECT_EQ(
-        LinesSoFar(),
-        (std::vector<std::wstring>{
-            L"Media file: D:\\Films\\concert.mkv\n",
-            L"NN: duration = 90.500000, sample rate = 48.000000, video = 1, bit resolution = 24, channel count = 6\n",
-            L"NN: [0.900000, 0.050000, 0.050000] (Movie)\n",
-            L"MODE: ____________ Movie ____________\n",
-        }));
-}
 
 TEST_F(MetaLogNewsTest, MusicThenSilenceFallsBackAfterTwoSecondsWithoutAModeLine) {
     ASSERT_NO_FATAL_FAILURE(Start());

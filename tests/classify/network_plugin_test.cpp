@@ -63,13 +63,14 @@ TEST_F(NetworkPluginTest, AnUnsureResultWithoutStreamFactsIsDroppedAndOfEqualOne
     EXPECT_EQ(h.log->NetworkInput.fields.duration, 111.0);
 }
 
-// The plug-in, the player, the word heard, its category, the network's label.
-using AnswerCase = std::tuple<const wchar_t*, const wchar_t*, const char*, int32_t, const wchar_t*>;
+// The plug-in, the player, the word heard, its category, the network's label
+// and its second score as the meta log keeps it.
+using AnswerCase = std::tuple<const wchar_t*, const wchar_t*, const char*, int32_t, const wchar_t*, double>;
 
 class NetworkAnswerTest : public NetworkPluginTest, public ::testing::WithParamInterface<AnswerCase> {};
 
 TEST_P(NetworkAnswerTest, WithStreamFactsTheNetworkDecides) {
-    const auto& [library, player, heard, category, label] = GetParam();
+    const auto& [library, player, heard, category, label, secondScore] = GetParam();
     ASSERT_NO_FATAL_FAILURE(UsePlugin(library));
     ASSERT_NO_FATAL_FAILURE(Start());
     ASSERT_TRUE(WaitForHost(1));
@@ -83,18 +84,19 @@ TEST_P(NetworkAnswerTest, WithStreamFactsTheNetworkDecides) {
     EXPECT_EQ(Final().Source, SourceSessionRules) << "the source is the winner's";
     ASSERT_TRUE(h.log->NetworkOutput.has);
     EXPECT_EQ(h.log->NetworkOutput.fields.label, label);
+    EXPECT_EQ(h.log->NetworkOutput.fields.scores[1], secondScore);
 }
 
 INSTANTIATE_TEST_SUITE_P(Doubles, NetworkAnswerTest,
                          ::testing::Values(
                              // Music by name, movie by the network.
-                             AnswerCase{L"zkaicc64_double_movie", kWmplayer, "Movie", CategoryMovie, L"Movie"},
+                             AnswerCase{L"zkaicc64_double_movie", kWmplayer, "Movie", CategoryMovie, L"Movie", 0.05},
                              // 0.5, 0.5, 0.1: the tie goes to the later index, music.
-                             AnswerCase{L"zkaicc64_double_music", kVlc, "AnyContent", CategoryMusic, L"Music"},
+                             AnswerCase{L"zkaicc64_double_music", kVlc, "AnyContent", CategoryMusic, L"Music", 0.5},
                              // 0.2 three times: voice, the last index.
-                             AnswerCase{L"zkaicc64_double_voice", kVlc, "Voice", CategoryVoice, L"Voice"},
+                             AnswerCase{L"zkaicc64_double_voice", kVlc, "Voice", CategoryVoice, L"Voice", 0.2},
                              // NaN first: no comparison with it holds, so it stays in the lead.
-                             AnswerCase{L"zkaicc64_double_nan", kWmplayer, "Movie", CategoryMovie, L"Movie"}));
+                             AnswerCase{L"zkaicc64_double_nan", kWmplayer, "Movie", CategoryMovie, L"Movie", 0.2}));
 
 // Channels, rate, bits, seconds, video, and the word heard.
 using ReferenceCase = std::tuple<uint32_t, uint32_t, uint32_t, double, bool, const char*>;

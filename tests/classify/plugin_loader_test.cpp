@@ -115,17 +115,6 @@ INSTANTIATE_TEST_SUITE_P(
                       MissingExportCase{L"freeoutput", L"content_discrimination_free_classifier_output", true, 1},
                       MissingExportCase{L"modelversion", L"content_discrimination_model_version", true, 1}));
 
-// The shipped double without Run, which users may try the loader with.
-TEST_F(PluginLoaderTest, TheShippedDoubleWithoutRunIsRefusedTheSameWay) {
-    ASSERT_TRUE(plugin.Place(L"zkaicc64_double_no_run"));
-    EXPECT_FALSE(plugin.Load());
-    EXPECT_EQ(plugin.messages,
-              (Messages{{L"Failed to load access content_discrimination from ContentDiscriminationCpp.dll with error "
-                         L"code 127\n",
-                         127}}));
-    EXPECT_FALSE(ContentDiscriminationLoaded());
-}
-
 // ---- The largest of the three scores
 
 TEST(LargestScoreIndex, TakesTheLargestGivesTiesToTheLaterIndexAndNeverLetsANaNLead) {

@@ -76,6 +76,8 @@ TEST_P(SessionRuleTest, GiveTheSessionsClassification) {
     EXPECT_EQ(result, c.expected);
     EXPECT_EQ(result.Source, c.expected.Source);
     EXPECT_EQ(result.VoiceRejected, c.rejected);
+    // A call application that records is named in the meta log.
+    EXPECT_EQ(h.log->App.has, c.recording && result.Category == CategoryVoice);
 }
 
 const CClassification kUnset{};
@@ -85,6 +87,7 @@ const CClassification kMusicByExtension{CategoryMusic, 0.8f, 20, SourceLocalAnal
 const CClassification kMusicByName{CategoryMusic, 0.8f, 20, SourceSessionRules};
 const CClassification kSureMovie{CategoryMovie, 1.0f, 10, SourceSessionRules};
 const CClassification kGame{CategoryGame, 1.0f, 0, SourceSessionRules};
+const CClassification kVoiceByRule{CategoryVoice, 1.0f, 30, SourceSessionRules};
 const CClassification kVoiceByAnalysis{CategoryVoice, 1.0f, 30, SourceLocalAnalysis};
 
 INSTANTIATE_TEST_SUITE_P(
@@ -117,8 +120,12 @@ INSTANTIATE_TEST_SUITE_P(
                       RuleCase{L"wmplayer.exe", L"D:\\Notes\\list.txt", kMusicByName},
                       RuleCase{L"Borderlands3.exe", L"D:\\Music\\song.mp3", kGame},
                       RuleCase{L"notepad.exe", L"D:\\Notes\\list.txt", kUnset},
-                      // The microphone makes Voice of a call application alone.
+                      // The microphone makes Voice of a call application alone, and
+                      // no name rule is tried for one that does not record.
                       RuleCase{L"notepad.exe", L"", kUnset, Sound::None, false, true},
+                      RuleCase{L"Zoom.exe", L"", kUnset},
+                      RuleCase{L"Zoom.exe", L"D:\\Films\\film.mp4", kMovieByExtension},
+                      RuleCase{L"Zoom.exe", L"", kVoiceByRule, Sound::None, false, true},
                       // No extension, and a dot in the folder only.
                       RuleCase{L"notepad.exe", L"D:\\My.mp3\\readme", kUnset},
                       RuleCase{L"vlc.exe", L"D:\\Talks\\lecture.mp4", kVoiceByAnalysis, Sound::Speech},

@@ -76,23 +76,6 @@ TEST_F(AudioDeviceTest, AnEndpointBackWithinTwoSecondsOfAResumeIsNoConnection) {
     EXPECT_THAT(NewDeviceToastsShown(), ElementsAre(kSpeakers, kSpeakers));
 }
 
-TEST_F(AudioDeviceTest, AStateEventOfAnotherEndpointChangesNothing) {
-    ASSERT_TRUE(Audio().AddEndpoint(kHeadphones, eRender));
-    CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
-    PropertyWatcher isActive(speakers->IsActive);
-    h.ClearTrace();
-
-    // The event makes the headphones known, but their new device comes too
-    // late for it; the speakers' device hears it and only logs it.
-    ASSERT_TRUE(Audio().SetEndpointState(kHeadphones, DEVICE_STATE_DISABLED));
-    Settle();
-    ASSERT_TRUE(FindDevice(*manager, kHeadphones));
-    EXPECT_TRUE(speakers->IsActive.value());
-    EXPECT_THAT(isActive.values, IsEmpty());
-    EXPECT_EQ(TraceCount(L"endpointId = " + kHeadphones + L", dwNewState = 2\n"), 1u);
-    EXPECT_EQ(TraceCount(L"State = DEVICE_STATE_"), 0u);
-}
-
 TEST_F(AudioDeviceTest, EachStateTakesTheDeviceWhereTheTableSaysAndAReconnectionToasts) {
     OfferNewDeviceToasts();
     CRefPtr<CAudioDevice> speakers = StartWith(kSpeakers);
@@ -146,12 +129,6 @@ TEST_F(AudioDeviceTest, TheFourValuesAreReadWhenTheEndpointIsActive) {
     EXPECT_EQ(speakers->ContentTypeName.value(), L"Movie");
     EXPECT_TRUE(speakers->HasAutoPreset.value());
     EXPECT_TRUE(speakers->EnableAutoPreset.value());
-
-    // Any event of the own endpoint re-reads all four, whatever its key.
-    ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_Device_FriendlyName, SimPropertyString(L"Desk")));
-    ASSERT_TRUE(Audio().SetEndpointProperty(kSpeakers, PKEY_EnableAutoPreset, SimPropertyUi4(0)));
-    Settle();
-    EXPECT_FALSE(speakers->EnableAutoPreset.value());
 
     // Inactive, the device keeps its values, and the store stays open: a
     // property event still re-reads it.

@@ -119,22 +119,6 @@ TEST_F(AudioSessionTest, TheAncestorWalkFindsTheNearestBrowserAboveWithinTheEnum
     EXPECT_EQ(Processes().CallCount(L"OpenProcess", std::to_wstring(kPlayer)), opens);
 }
 
-// On Linux the browser plays from its audio service, a child of the same
-// program: it is Chrome by its Windows name, and the walk finds the browser.
-TEST_F(AudioSessionTest, ALinuxChromiumAudioServiceBelongsToTheBrowserAboveIt) {
-    constexpr uint32_t kChromium = 4000, kAudioService = 4100;
-    ASSERT_TRUE(Processes().StartProcess(kChromium, L"/usr/lib/chromium/chromium", kExplorer));
-    ASSERT_TRUE(Processes().StartProcess(kAudioService, L"/usr/lib/chromium/chromium", kChromium));
-    std::wstring audioService = AddSession(kAudioService);
-    Watch();
-
-    CRefPtr<CAudioSession> session = Session(audioService);
-    EXPECT_TRUE(session->BelongsToBrowser.value());
-    ASSERT_TRUE(session->WebBrowserProcessInfo.value());
-    EXPECT_EQ(session->WebBrowserProcessInfo.value()->ProcessId(), kChromium);
-    EXPECT_TRUE(manager->webBrowserAudioSessions.Contains(session));
-}
-
 TEST_F(AudioSessionTest, AnAncestorThatCannotBeOpenedEndsTheWalk) {
     Processes().Fail(L"OpenProcess", ERROR_ACCESS_DENIED, std::to_wstring(kFirefoxHelper));
     std::wstring id = AddSession(kFirefoxAudio);

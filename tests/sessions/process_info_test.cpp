@@ -46,50 +46,27 @@ protected:
     std::vector<Message> messages;
 };
 
-TEST_F(ProcessInfoTest, TheNamesOfAProcessAreLowerCase) {
-    ASSERT_TRUE(Processes().StartProcess(1200, L"C:\\Program Files\\Mozilla Firefox\\FireFox.EXE"));
-    CRefPtr<CProcessInfo> process = Lookup(1200);
-    ASSERT_TRUE(process);
-    EXPECT_EQ(process->ProcessId(), 1200u);
-    EXPECT_EQ(process->ImagePath, L"c:\\program files\\mozilla firefox\\firefox.exe");
-    EXPECT_EQ(process->ImageFileName, L"firefox.exe");
-    EXPECT_EQ(process->ImageName, L"firefox");
-    EXPECT_TRUE(process->IsWebBrowser);
-    EXPECT_EQ(process->CreationTime(), Processes().CreationTime(1200));
-    // The path is reported as the platform gave it.
-    EXPECT_THAT(MessageTexts(),
-                ElementsAre(L"Process image fileName = C:\\Program Files\\Mozilla Firefox\\FireFox.EXE"));
-
-    // Image paths may be up to 1024 characters; only the name and the
-    // extension are limited.
-    ASSERT_TRUE(Processes().StartProcess(1300, L"D:\\" + std::wstring(300, L'x') + L"\\Bin\\Zoom.exe"));
-    process = Lookup(1300);
-    ASSERT_TRUE(process);
-    EXPECT_EQ(process->ImageFileName, L"zoom.exe");
-    EXPECT_EQ(process->ImageName, L"zoom");
-}
-
-TEST_F(ProcessInfoTest, OnlyTheFourBrowserNamesMakeABrowser) {
-    const std::pair<uint32_t, const wchar_t*> processes[] = {
-        {1, L"C:\\b\\chrome.exe"},  {2, L"C:\\b\\msedge.exe"},       {3, L"C:\\b\\opera.exe"},
-        {4, L"C:\\b\\firefox.exe"}, {5, L"C:\\b\\chrome_proxy.exe"}, {6, L"C:\\b\\msedgewebview2.exe"},
-        {7, L"C:\\b\\brave.exe"}};
-    for (const auto& [pid, path] : processes) ASSERT_TRUE(Processes().StartProcess(pid, path));
-    std::vector<bool> browsers;
-    for (const auto& [pid, path] : processes) browsers.push_back(Lookup(pid)->IsWebBrowser);
-    EXPECT_THAT(browsers, ElementsAre(true, true, true, true, false, false, false));
-}
-
-// A Linux browser's program answers to its Windows name; every other Linux
-// program, and any Windows path, keeps the name it has.
-TEST_F(ProcessInfoTest, LinuxBrowserProgramsTakeTheirWindowsNames) {
+// The names are lower case, and only the four browsers are browsers. A Linux
+// browser's program answers to its Windows name; every other Linux program,
+// and any Windows path, keeps the name it has.
+TEST_F(ProcessInfoTest, TheNamesOfAProcessAndWhetherItIsABrowser) {
     struct Case {
-        const wchar_t* path;
+        std::wstring path;
         const wchar_t* fileName;
         const wchar_t* name;
         bool browser;
     };
     const Case cases[] = {
+        {L"C:\\Program Files\\Mozilla Firefox\\FireFox.EXE", L"firefox.exe", L"firefox", true},
+        {L"C:\\b\\chrome.exe", L"chrome.exe", L"chrome", true},
+        {L"C:\\b\\msedge.exe", L"msedge.exe", L"msedge", true},
+        {L"C:\\b\\opera.exe", L"opera.exe", L"opera", true},
+        {L"C:\\b\\chrome_proxy.exe", L"chrome_proxy.exe", L"chrome_proxy", false},
+        {L"C:\\b\\msedgewebview2.exe", L"msedgewebview2.exe", L"msedgewebview2", false},
+        {L"C:\\b\\brave.exe", L"brave.exe", L"brave", false},
+        // Image paths may be up to 1024 characters; only the name and the
+        // extension are limited.
+        {L"D:\\" + std::wstring(300, L'x') + L"\\Bin\\Zoom.exe", L"zoom.exe", L"zoom", false},
         {L"/usr/lib/chromium/chromium", L"chrome.exe", L"chrome", true},
         {L"/usr/lib/chromium-browser/chromium-browser", L"chrome.exe", L"chrome", true},
         {L"/opt/google/chrome/chrome", L"chrome.exe", L"chrome", true},
@@ -119,8 +96,9 @@ TEST_F(ProcessInfoTest, LinuxBrowserProgramsTakeTheirWindowsNames) {
         EXPECT_EQ(process->ImageFileName, c.fileName);
         EXPECT_EQ(process->ImageName, c.name);
         EXPECT_EQ(process->IsWebBrowser, c.browser);
-        // The path stays the real one.
+        // The path stays the real one, and is reported as the platform gave it.
         EXPECT_EQ(process->ImagePath, ToLowerWide(c.path));
+        EXPECT_EQ(messages.back().text, L"Process image fileName = " + c.path);
     }
 }
 

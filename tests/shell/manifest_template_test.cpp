@@ -84,14 +84,6 @@ TEST_F(ManifestTemplateTest, MissingResourcesFailAsFindResourceDoes) {
     EXPECT_EQ(platform->Resources()->LoadResource(300, 6, bytes), ERROR_RESOURCE_TYPE_NOT_FOUND);
 }
 
-TEST_F(ManifestTemplateTest, AllowedIdsAreTheFiveOriginsAndTheLoadIsJournaled) {
-    const std::set<std::string> expected = {"aabbccddeeffgghhiijjkkllmmnnoopp", "ppoonnmmllkkjjiihhggffeeddccbbaa",
-                                            "abcdefghijklmnopabcdefghijklmnop", "ponmlkjihgfedcbaponmlkjihgfedcba",
-                                            QV_ADDON_ID};
-    EXPECT_EQ(ReadAllowedExtensionIds(), expected);
-    EXPECT_EQ(platform->SimJournal->Entries(), std::vector<std::wstring>{L"Resources::LoadResource 300"});
-}
-
 TEST_F(ManifestTemplateTest, NoTemplateMeansNoAllowedIds) {
     platform->SimResources->Hide(kManifestTemplateResourceId);
     EXPECT_TRUE(ReadAllowedExtensionIds().empty());
