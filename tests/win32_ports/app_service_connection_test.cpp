@@ -241,7 +241,8 @@ TEST_F(Win32AppServiceConnection, CloseWaitsForAHandlerInProgress) {
                                 WaitUntil([&] { return release.load(); });
                                 closeReturnedDuringHandler = closeReturned.load();
                             });
-    std::thread raiser([&] { runtime->onClosed->Invoke(runtime.get(), nullptr); });
+    // Joined however the test ends: a failed assertion must not leave it running.
+    std::jthread raiser([&] { runtime->onClosed->Invoke(runtime.get(), nullptr); });
     ASSERT_TRUE(WaitUntil([&] { return entered.load(); }));
     std::thread closer([&] {
         connection->Close();
