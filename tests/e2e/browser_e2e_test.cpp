@@ -99,11 +99,7 @@ protected:
 
 TEST_F(BrowserEndToEnd, PagesPlayingInChromiumReachTheHostThroughTheAddOn) {
     const std::string output = "E2E-Browser-Speakers";
-    const std::string sink =
-        LoadSink("browser", output,
-                 "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
-    // Pages count on the default output only.
-    ASSERT_TRUE(SoundServer::Get().MakeDefaultSink(sink)) << SoundServer::Get().Diagnostics();
+    const std::string sink = LoadPresetSink("browser", output, true);
     LoggedProcess& host =
         StartHost({}, {"XDG_CONFIG_HOME=" + m_config,
                        "QUORVANE_HTTP_CONNECT_TO=" + std::string(kVideoSiteHost) + ":443:127.0.0.1:" + Port(),
@@ -140,8 +136,7 @@ TEST_F(BrowserEndToEnd, PagesPlayingInChromiumReachTheHostThroughTheAddOn) {
         std::count_if(began, ended, [](const StampedLine& l) { return l.text.rfind(" Took ", 0) == 0; });
     std::printf("add-on messages during %.1f s of playback of one tab: %ld (%.2f per second)\n",
                 ended->seconds - began->seconds, messages, messages / std::max(0.001, ended->seconds - began->seconds));
-    film.Signal(SIGTERM);
-    ASSERT_TRUE(film.WaitForExit(kExitBound));
+    ASSERT_TRUE(Stop(film, SIGTERM));
 
     // The video site's watch page: its player's script names the category,
     // which gives Voice where the site's pages are films by default.
@@ -162,10 +157,8 @@ TEST_F(BrowserEndToEnd, PagesPlayingInChromiumReachTheHostThroughTheAddOn) {
         kWordBound))
         << "the classifier never fetched the watch page";
     std::printf("the host heard %s\n", Joined(Heard(host, output)).c_str());
-    news.Signal(SIGTERM);
-    ASSERT_TRUE(news.WaitForExit(kExitBound));
-    host.Signal(SIGINT);
-    ASSERT_EQ(host.WaitForExit(kExitBound), 0);
+    ASSERT_TRUE(Stop(news, SIGTERM));
+    ASSERT_EQ(Stop(host), 0);
 }
 
 }  // namespace

@@ -23,10 +23,7 @@ namespace {
 
 TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
     const std::string output = "E2E-Preset-Speakers";
-    const std::string sink =
-        LoadSink("preset", output,
-                 "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
-    ASSERT_TRUE(SoundServer::Get().MakeDefaultSink(sink)) << SoundServer::Get().Diagnostics();
+    const std::string sink = LoadPresetSink("preset", output, true);
 
     PipeTestServer metaLog(CreateNativePlatform()->Pipes(), CContentClassifierLog::kPipeName);
     ASSERT_EQ(metaLog.CreateError(), 0u);
@@ -55,16 +52,14 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
     ASSERT_TRUE(WaitForWord(host, output, 3, "Movie", kWordBound))
         << "heard " << Joined(Heard(host, output)) << " after the call, with the movie still playing";
 
-    movie.Signal(SIGINT);
-    ASSERT_TRUE(movie.WaitForExit(kExitBound)) << "the movie player did not stop";
+    ASSERT_TRUE(Stop(movie)) << "the movie player did not stop";
     const std::optional<Clock::time_point> fallback = WaitForWord(host, output, 4, "AnyContent", kWordBound);
     ASSERT_TRUE(fallback) << "heard " << Joined(Heard(host, output)) << " after the silence";
     const double silence = std::chrono::duration<double>(*fallback - movie.ExitSeenAt()).count();
     EXPECT_GE(silence, kFallbackAtLeastSeconds) << "the fallback came without the 2 s of silence";
 
     // Stopping the classifier withdraws its word before it ends.
-    host.Signal(SIGINT);
-    ASSERT_EQ(host.WaitForExit(kExitBound), 0) << "the host did not end well";
+    ASSERT_EQ(Stop(host), 0) << "the host did not end well";
     EXPECT_EQ(Heard(host, output),
               (std::vector<std::string>{"AnyContent", "Movie", "Voice", "Movie", "AnyContent", kWithdrawn}));
     EXPECT_NE(host.Output().find("the classifier stopped with exit code 0"), std::string::npos)
@@ -80,8 +75,7 @@ TEST_F(ClassifierEndToEnd, AMoviePlayerACallAndSilenceReachTheHostInOrder) {
 // of speech-like bursts is heard as speech.
 TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
     const std::string output = "E2E-File-Speakers";
-    const std::string sink = LoadSink(
-        "file", output, "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
+    const std::string sink = LoadPresetSink("file", output, false);
     PipeTestServer metaLog(CreateNativePlatform()->Pipes(), CContentClassifierLog::kPipeName);
     ASSERT_EQ(metaLog.CreateError(), 0u);
     LoggedProcess& host = StartHost(sink);
@@ -92,8 +86,7 @@ TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
     };
     LoggedProcess& flac = play("speech.flac");
     ASSERT_TRUE(WaitForWord(host, output, 1, "Movie", kWordBound)) << "heard " << Joined(Heard(host, output));
-    flac.Signal(SIGINT);
-    ASSERT_TRUE(flac.WaitForExit(kExitBound));
+    ASSERT_TRUE(Stop(flac));
     ASSERT_TRUE(WaitForWord(host, output, 2, "AnyContent", kWordBound)) << "heard " << Joined(Heard(host, output));
 
     const std::wstring musicLine = L"Media file: " + Utf8ToWide(m_media + "/music.wav") + L"\n";
@@ -110,8 +103,7 @@ TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
         << host.Output();
     // Music is a word of its own for the host, spelt as the fallback.
     ASSERT_TRUE(WaitForWord(host, output, 3, "AnyContent", kWordBound)) << "heard " << Joined(Heard(host, output));
-    music.Signal(SIGINT);
-    ASSERT_TRUE(music.WaitForExit(kExitBound));
+    ASSERT_TRUE(Stop(music));
 
     // On a slow machine (ThreadSanitizer) the speech is judged more than 2 s
     // after the music ended, and the fallback comes first.
@@ -121,10 +113,8 @@ TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
     EXPECT_TRUE(
         WaitUntil([&] { return HasLine(metaLog, L"Media file: " + Utf8ToWide(m_media + "/speech.wav") + L"\n"); },
                   kWordBound, kPoll));
-    speech.Signal(SIGINT);
-    ASSERT_TRUE(speech.WaitForExit(kExitBound));
-    host.Signal(SIGINT);
-    ASSERT_EQ(host.WaitForExit(kExitBound), 0);
+    ASSERT_TRUE(Stop(speech));
+    ASSERT_EQ(Stop(host), 0);
 }
 
 // A browser's tab: "chrome" starts PELTAK64 as its native host, as a browser
@@ -133,10 +123,7 @@ TEST_F(ClassifierEndToEnd, ThePlayersOpenFileDecidesByItsListAndItsSound) {
 // a browser's name alone gives none.
 TEST_F(ClassifierEndToEnd, ABrowsersAudiblePageGivesItsSessionThePagesWord) {
     const std::string output = "E2E-Web-Speakers";
-    const std::string sink = LoadSink(
-        "web", output, "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
-    // Pages count on the default output only.
-    ASSERT_TRUE(SoundServer::Get().MakeDefaultSink(sink)) << SoundServer::Get().Diagnostics();
+    const std::string sink = LoadPresetSink("web", output, true);
     LoggedProcess& host = StartHost();
     ASSERT_TRUE(WaitForWord(host, output, 0, "AnyContent", kStartBound)) << "heard " << Joined(Heard(host, output));
 
@@ -165,10 +152,8 @@ TEST_F(ClassifierEndToEnd, ABrowsersAudiblePageGivesItsSessionThePagesWord) {
         << host.Output();
     // The native host passed the classifier's reply back to the add-on.
     EXPECT_NE(browser.Output().find(R"("isDefaultEndpoint":true)"), std::string::npos) << browser.Describe();
-    browser.Signal(SIGINT);
-    ASSERT_TRUE(browser.WaitForExit(kExitBound));
-    host.Signal(SIGINT);
-    ASSERT_EQ(host.WaitForExit(kExitBound), 0);
+    ASSERT_TRUE(Stop(browser));
+    ASSERT_EQ(Stop(host), 0);
 }
 
 // Absence is shown against a witness: the classifier watches the plain
@@ -180,9 +165,7 @@ TEST_F(ClassifierEndToEnd, ABrowsersAudiblePageGivesItsSessionThePagesWord) {
 TEST_F(ClassifierEndToEnd, AnOutputWithoutTheAutomaticPresetIsNeverClassified) {
     const std::string output = "E2E-Plain-Speakers", witnessOutput = "E2E-Witness-Speakers";
     const std::string sink = LoadSink("plain", output, "");
-    const std::string witness =
-        LoadSink("witness", witnessOutput,
-                 "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
+    const std::string witness = LoadPresetSink("witness", witnessOutput, false);
     LoggedProcess& host = StartHost(sink + "," + witness);
     ASSERT_TRUE(WaitForWord(host, witnessOutput, 0, "AnyContent", kStartBound))
         << "heard " << Joined(Heard(host, witnessOutput)) << " on the witness";
@@ -198,11 +181,9 @@ TEST_F(ClassifierEndToEnd, AnOutputWithoutTheAutomaticPresetIsNeverClassified) {
 
     for (LoggedProcess* player : {&movie, &witnessMovie}) {
         EXPECT_TRUE(player->Running());
-        player->Signal(SIGINT);
-        ASSERT_TRUE(player->WaitForExit(kExitBound));
+        ASSERT_TRUE(Stop(*player));
     }
-    host.Signal(SIGINT);
-    ASSERT_EQ(host.WaitForExit(kExitBound), 0);
+    ASSERT_EQ(Stop(host), 0);
     EXPECT_EQ(Heard(host, output), std::vector<std::string>{}) << "no word, not even a withdrawal";
     EXPECT_EQ(ClassifierPrintedWords(host.Output(), sink), std::vector<std::string>{});
     EXPECT_NE(host.Output().find("the classifier stopped with exit code 0"), std::string::npos);

@@ -4,6 +4,8 @@
 // fails), and the host's words as it heard them.
 #pragma once
 
+#include <signal.h>
+
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -114,6 +116,18 @@ protected:
         return name;
     }
 
+    // A sink of this test with the automatic preset, made the default output
+    // where the test needs it (pages count on the default output only).
+    std::string LoadPresetSink(const std::string& suffix, const std::string& description, bool asDefault) {
+        const std::string name =
+            LoadSink(suffix, description,
+                     "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
+        if (asDefault) {
+            EXPECT_TRUE(SoundServer::Get().MakeDefaultSink(name)) << SoundServer::Get().Diagnostics();
+        }
+        return name;
+    }
+
     LoggedProcess& Start(const std::string& name, const std::vector<std::string>& argv,
                          const std::vector<std::string>& environment = {}) {
         m_processes.push_back(std::make_unique<LoggedProcess>(name, argv, m_folder, environment));
@@ -132,6 +146,13 @@ protected:
         environment.insert(environment.end(),
                            {"QUORVANE_REGISTRY_DIR=" + m_folder + "/registry", "QUORVANE_DEBUG_OUTPUT=stderr"});
         return Start("host", argv, environment);
+    }
+
+    // Asks the process to end as a user would; its exit code, or nothing if
+    // it still runs after the bound.
+    static std::optional<int> Stop(LoggedProcess& process, int signal = SIGINT) {
+        process.Signal(signal);
+        return process.WaitForExit(kExitBound);
     }
 
     // Waits for the host to hear `word` on `output` as its word number

@@ -86,14 +86,6 @@ protected:
     }
     void PlayChrome() { Start("chrome", {m_bin + "/chrome", "--tone", "440", "--seconds", "20"}); }
 
-    // The sink of the tests, with the automatic preset, as the default output.
-    void LoadPresetSink() {
-        m_sink =
-            LoadSink("toasts", m_output,
-                     "quorvane.auto-preset.has=1 quorvane.auto-preset.enable=1 quorvane.auto-preset.feature-mode=0");
-        ASSERT_TRUE(SoundServer::Get().MakeDefaultSink(m_sink)) << SoundServer::Get().Diagnostics();
-    }
-
     const std::string m_output = "E2E-Toast-Speakers";
     std::string m_sink;
     std::string m_classifier;
@@ -102,7 +94,7 @@ protected:
 };
 
 TEST_F(ToastsEndToEnd, ChromeIsOfferedItsAddOnAndEachAnswerIsKept) {
-    ASSERT_NO_FATAL_FAILURE(LoadPresetSink());
+    m_sink = LoadPresetSink("toasts", m_output, true);
     SetFlag(m_sink, "-1,-37,-1");
     LoggedProcess& host = StartClassifier();
 
@@ -140,8 +132,7 @@ TEST_F(ToastsEndToEnd, ChromeIsOfferedItsAddOnAndEachAnswerIsKept) {
                           kWordBound, kPoll))
         << host.Errors();
     EXPECT_EQ(Settings()["InstallChromeExtensionToastIntervalSeconds"], 172800);
-    host.Signal(SIGINT);
-    ASSERT_EQ(host.WaitForExit(kExitBound), 0);
+    ASSERT_EQ(Stop(host), 0);
 
     BackDateLastShowing();
     LoggedProcess& again = StartClassifier();
@@ -157,7 +148,7 @@ TEST_F(ToastsEndToEnd, ChromeIsOfferedItsAddOnAndEachAnswerIsKept) {
 // record. A restart of the sound server then takes every output away and
 // brings it back: that is no new device. An output really new afterwards is.
 TEST_F(ToastsEndToEnd, ANewOutputWithLobeFitIsInvitedOnceAndARestartIsNoNewOutput) {
-    ASSERT_NO_FATAL_FAILURE(LoadPresetSink());
+    m_sink = LoadPresetSink("toasts", m_output, true);
     LoggedProcess& host = StartClassifier();
     // Known to the library before it appears.
     const std::string headset = m_sinkPrefix + "_headset";
@@ -173,7 +164,7 @@ TEST_F(ToastsEndToEnd, ANewOutputWithLobeFitIsInvitedOnceAndARestartIsNoNewOutpu
     // The server starts from scratch: the test's outputs come back as a
     // driver would bring them back, under their names.
     m_modules.clear();
-    ASSERT_NO_FATAL_FAILURE(LoadPresetSink());
+    m_sink = LoadPresetSink("toasts", m_output, true);
     LoadSink("headset", "E2E-Toast-Headset", "");
 
     const std::string dock = m_sinkPrefix + "_dock";
