@@ -6,13 +6,8 @@
 // server's announcement of that change, as any client of the server hears
 // it, to the host's receipt of "Movie". Between two measurements the player
 // corks again and the host hears the fallback after the silence.
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
-#include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -30,8 +25,7 @@
 #include "platform/native.h"
 #include "sound_server.h"
 #include "support/test_host.h"
-
-extern char** environ;
+#include "test_child.h"
 
 namespace qv::bench {
 namespace {
@@ -115,31 +109,10 @@ private:
 // once the server has applied it.
 class CorkingPlayer {
 public:
-    CorkingPlayer(const std::string& program, const std::string& sink) {
-        int in[2], out[2];
-        if (::pipe2(in, O_CLOEXEC) != 0) return;
-        if (::pipe2(out, O_CLOEXEC) != 0) {
-            ::close(in[0]);
-            ::close(in[1]);
-            return;
-        }
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, in[0], 0);
-        posix_spawn_file_actions_adddup2(&actions, out[1], 1);
-        const char* argv[] = {program.c_str(), sink.c_str(), "--corked", nullptr};
-        if (::posix_spawn(&m_pid, program.c_str(), &actions, nullptr, const_cast<char**>(argv), environ) != 0)
-            m_pid = -1;
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(in[0]);
-        ::close(out[1]);
-        m_commands = ::fdopen(in[1], "w");
-        m_answers = ::fdopen(out[0], "r");
-    }
+    CorkingPlayer(const std::string& program, const std::string& sink) : m_child({program, sink, "--corked"}) {}
     ~CorkingPlayer() {
-        if (m_commands) std::fclose(m_commands);  // its end of input: it quits
-        if (m_answers) std::fclose(m_answers);
-        if (m_pid > 0) ::waitpid(m_pid, nullptr, 0);
+        m_child.CloseInput();  // its end of input: it quits
+        m_child.Wait();
     }
     CorkingPlayer(const CorkingPlayer&) = delete;
     CorkingPlayer& operator=(const CorkingPlayer&) = delete;
@@ -147,24 +120,14 @@ public:
     // Its sink input's index, once its stream is there.
     std::optional<uint32_t> WaitReady() {
         unsigned index = 0;
-        const std::string line = ReadLine();
-        if (std::sscanf(line.c_str(), "ready %u", &index) != 1) return std::nullopt;
+        const std::optional<std::string> line = m_child.ReadLine(kWordLimit);
+        if (!line || std::sscanf(line->c_str(), "ready %u", &index) != 1) return std::nullopt;
         return index;
     }
-    bool Command(const char* command) {
-        if (!m_commands || std::fprintf(m_commands, "%s\n", command) < 0 || std::fflush(m_commands) != 0) return false;
-        return ReadLine() == "ok\n";
-    }
+    bool Command(const std::string& command) { return m_child.WriteLine(command) && m_child.ReadLine() == "ok"; }
 
 private:
-    std::string ReadLine() {
-        char line[128];
-        return m_answers && std::fgets(line, sizeof line, m_answers) ? line : "";
-    }
-
-    pid_t m_pid = -1;
-    FILE* m_commands = nullptr;
-    FILE* m_answers = nullptr;
+    test::TestChild m_child;
 };
 
 void BM_PulseEventToHostMessage(benchmark::State& state) {
