@@ -80,12 +80,7 @@ int RunNativeHostOnStandardStreams() {
     // Without it the classifier still takes the pages, only not tied to a
     // browser's audio: better than no report at all.
     if (!FindBrowserProcess(browser, problem)) Tell(problem + "; going on without");
-    CRefPtr<IPipes> pipes = CreateNativePipes();
-    if (!pipes) {
-        Tell("this system has no pipes to reach the classifier");
-        return kExitHostFailed;
-    }
-    ClassifierPipeClient client(std::move(pipes), std::move(browser));
+    ClassifierPipeClient client(CreateNativePipes(), std::move(browser));
     return RunNativeHost(client, stdin, stdout);
 }
 

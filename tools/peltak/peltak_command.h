@@ -23,7 +23,6 @@ inline constexpr int kExitUsage = 2;          // the command line is wrong
 // As the native-messaging host:
 inline constexpr int kExitInputEnded = 0;   // the browser closed standard input
 inline constexpr int kExitInputBroken = 3;  // the framing broke, or standard output closed
-inline constexpr int kExitHostFailed = 4;   // no way to reach a classifier
 
 enum class Mode { Help, ListOpenFiles, NativeHost, Invalid };
 

@@ -1,6 +1,7 @@
 #include "companion_fixture.h"
 
 #include "core/text.h"
+#include "platform/linux/linux_app_service_connection.h"
 #include "platform/linux/linux_bus_queries.h"
 #include "platform/linux/linux_companion_names.h"
 #include "support/wait_until.h"
@@ -63,6 +64,18 @@ CRefPtr<IAppServiceConnection> CompanionFixture::Open(int32_t& status, const std
                             [this] { Heard.Add(L"closed"); });
     status = connection->OpenAsync();
     return connection;
+}
+
+CRefPtr<IAppServiceConnection> CompanionFixture::StartAndOpen() {
+    if (!StartNotifications() || !StartCompanion(AppArguments())) {
+        ADD_FAILURE() << "the notification service or the companion did not start";
+        return nullptr;
+    }
+    int32_t status = -1;
+    CRefPtr<IAppServiceConnection> connection = Open(status);
+    if (status == kAppServiceConnectionSuccess) return connection;
+    ADD_FAILURE() << "the connection opened with status " << status;
+    return nullptr;
 }
 
 std::wstring CompanionFixture::Show(IAppServiceConnection& connection, const std::wstring& toast) {

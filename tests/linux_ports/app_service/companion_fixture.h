@@ -42,6 +42,9 @@ protected:
     // A connection whose handlers write to Heard; the status of its open.
     CRefPtr<IAppServiceConnection> Open(int32_t& status, const std::wstring& family = kFamily,
                                         const std::wstring& service = kService);
+    // Notifications, the companion serving the supported apps, and one
+    // connection open to it; null (and the test failed) if a step failed.
+    CRefPtr<IAppServiceConnection> StartAndOpen();
     // Sends {toast: "true"}; the response's "Response", or why not.
     std::wstring Show(IAppServiceConnection& connection, const std::wstring& toast);
 

@@ -20,11 +20,8 @@ using namespace std::chrono_literals;
 using CompanionToastTest = CompanionFixture;
 
 TEST_F(CompanionToastTest, EachAnswerOfTheUserComesBackAsARequest) {
-    ASSERT_TRUE(StartNotifications());
-    ASSERT_TRUE(StartCompanion(AppArguments()));
-    int32_t status = -1;
-    auto connection = Open(status);
-    ASSERT_EQ(status, kAppServiceConnectionSuccess);
+    CRefPtr<IAppServiceConnection> connection = StartAndOpen();
+    ASSERT_TRUE(connection);
     const std::wstring chrome = L"ShowInstallChromeExtensionToast", edge = L"ShowInstallEdgeExtensionToast",
                        device = L"ShowNewDeviceConnectedToast";
     struct Answer {
@@ -76,11 +73,9 @@ TEST_F(CompanionToastTest, EachAnswerOfTheUserComesBackAsARequest) {
 }
 
 TEST_F(CompanionToastTest, OnlyTheConnectionThatAskedHearsTheAnswerAndNotAfterClose) {
-    ASSERT_TRUE(StartNotifications());
-    ASSERT_TRUE(StartCompanion(AppArguments()));
+    CRefPtr<IAppServiceConnection> asking = StartAndOpen();
+    ASSERT_TRUE(asking);
     int32_t status = -1;
-    auto asking = Open(status);
-    ASSERT_EQ(status, kAppServiceConnectionSuccess);
     auto bystander = Open(status);
     ASSERT_EQ(status, kAppServiceConnectionSuccess);
     ASSERT_EQ(Show(*asking, L"ShowNewDeviceConnectedToast"), L"OK");
@@ -96,11 +91,8 @@ TEST_F(CompanionToastTest, OnlyTheConnectionThatAskedHearsTheAnswerAndNotAfterCl
 }
 
 TEST_F(CompanionToastTest, CloseWaitsForTheHandlerThatRuns) {
-    ASSERT_TRUE(StartNotifications());
-    ASSERT_TRUE(StartCompanion(AppArguments()));
-    int32_t status = -1;
-    auto connection = Open(status);
-    ASSERT_EQ(status, kAppServiceConnectionSuccess);
+    CRefPtr<IAppServiceConnection> connection = StartAndOpen();
+    ASSERT_TRUE(connection);
     std::atomic<bool> inCall{false}, closing{false}, finished{false};
     connection->SetHandlers(
         [&](const ValueSet&) {
