@@ -58,11 +58,12 @@ protected:
 
     // Runs the host over the input, as a browser starts it: with an argument
     // of its own. The exit code; the host's standard output in output.
-    uint32_t RunHost(const std::string& input, std::string& output) {
+    using Runner = uint32_t (*)(const fs::path&, const std::string&, const fs::path&, const fs::path&);
+    uint32_t RunHost(const std::string& input, std::string& output, Runner run = test::RunWithStdFiles) {
         const fs::path in = folder / "in.bin", out = folder / "out.bin";
         std::ofstream(in, std::ios::binary) << input;
         const fs::path peltak = fs::path(self).parent_path() / PeltakName();
-        const uint32_t code = test::RunWithStdFiles(peltak, "chrome-extension://test/", in, out);
+        const uint32_t code = run(peltak, "chrome-extension://test/", in, out);
         std::ifstream read(out, std::ios::binary);
         output.assign(std::istreambuf_iterator<char>(read), {});
         return code;
@@ -113,6 +114,23 @@ TEST_F(NativeHostTest, TheHostFindsTheClassifierOnItsSlotAndPassesItTheBrowserEa
               (std::vector<std::string>{R"({"hostId":"{A}","size":14})", R"({"hostId":"{A}","size":300002})", "{}",
                                         R"({"error":"classifier reply too large"})"}));
 }
+
+#ifdef _WIN32
+// Chromium-based browsers start their host through the command interpreter:
+// the browser that the classifier must hear of is the interpreter's parent.
+TEST_F(NativeHostTest, StartedThroughTheCommandInterpreterTheHostNamesTheInterpretersParent) {
+    test::NativeHostTestServer classifier(platform->Pipes(), 0, [](const std::string&) { return std::string("{}"); });
+    ASSERT_EQ(classifier.CreateError(), 0u);
+    std::string output;
+    EXPECT_EQ(RunHost(Frame("{}"), output, test::RunThroughCommandInterpreter), 0u);
+    ASSERT_TRUE(classifier.WaitForExchanges(1));
+    EXPECT_EQ(classifier.Exchanges()[0].processId, ProcessId());
+    std::error_code error;
+    EXPECT_TRUE(fs::equivalent(classifier.Exchanges()[0].path, self, error))
+        << WideToUtf8(classifier.Exchanges()[0].path);
+    EXPECT_EQ(Messages(output), std::vector<std::string>{"{}"});
+}
+#endif
 
 TEST_F(NativeHostTest, WithoutAClassifierEachMessageGetsAnErrorAndABrokenInputEndsTheHost) {
     const std::string none = R"({"error":"classifier not running"})";

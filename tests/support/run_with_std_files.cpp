@@ -14,8 +14,10 @@
 namespace qv::test {
 
 #ifdef _WIN32
-uint32_t RunWithStdFiles(const std::filesystem::path& program, const std::string& argument,
-                         const std::filesystem::path& input, const std::filesystem::path& output) {
+namespace {
+
+uint32_t RunWithCommandLine(const std::filesystem::path& application, std::wstring commandLine,
+                            const std::filesystem::path& input, const std::filesystem::path& output) {
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
     const CUniqueHandle in(
         ::CreateFileW(input.c_str(), GENERIC_READ, FILE_SHARE_READ, &inherit, OPEN_EXISTING, 0, nullptr));
@@ -27,11 +29,10 @@ uint32_t RunWithStdFiles(const std::filesystem::path& program, const std::string
     startup.hStdInput = in.get();
     startup.hStdOutput = out.get();
     startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
-    std::wstring commandLine = L"\"" + program.wstring() + L"\" " + std::filesystem::path(argument).wstring();
     PROCESS_INFORMATION info{};
     if (!in || !out ||
-        !::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                          &info))
+        !::CreateProcessW(application.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                          &startup, &info))
         return 1000;
     const CUniqueHandle process(info.hProcess), thread(info.hThread);
     DWORD code = 1001;
@@ -39,6 +40,30 @@ uint32_t RunWithStdFiles(const std::filesystem::path& program, const std::string
         ::TerminateProcess(process.get(), 1001);
     ::GetExitCodeProcess(process.get(), &code);
     return code;
+}
+
+std::wstring QuotedProgramAndArgument(const std::filesystem::path& program, const std::string& argument) {
+    return L"\"" + program.wstring() + L"\" " + std::filesystem::path(argument).wstring();
+}
+
+}  // namespace
+
+uint32_t RunWithStdFiles(const std::filesystem::path& program, const std::string& argument,
+                         const std::filesystem::path& input, const std::filesystem::path& output) {
+    return RunWithCommandLine(program, QuotedProgramAndArgument(program, argument), input, output);
+}
+
+uint32_t RunThroughCommandInterpreter(const std::filesystem::path& program, const std::string& argument,
+                                      const std::filesystem::path& input, const std::filesystem::path& output) {
+    wchar_t system[MAX_PATH];
+    const UINT length = ::GetSystemDirectoryW(system, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) return 1000;
+    const std::filesystem::path interpreter = std::filesystem::path(system) / L"cmd.exe";
+    // With /s the outer quotes go and the rest stays as it is.
+    return RunWithCommandLine(
+        interpreter,
+        L"\"" + interpreter.wstring() + L"\" /d /s /c \"" + QuotedProgramAndArgument(program, argument) + L"\"", input,
+        output);
 }
 #else
 uint32_t RunWithStdFiles(const std::filesystem::path& program, const std::string& argument,

@@ -16,4 +16,12 @@ namespace qv::test {
 uint32_t RunWithStdFiles(const std::filesystem::path& program, const std::string& argument,
                          const std::filesystem::path& input, const std::filesystem::path& output);
 
+#ifdef _WIN32
+// The same, started as Chromium-based browsers start a host on Windows:
+// through "cmd.exe /d /s /c", so that the interpreter stands between the
+// caller and the program.
+uint32_t RunThroughCommandInterpreter(const std::filesystem::path& program, const std::string& argument,
+                                      const std::filesystem::path& input, const std::filesystem::path& output);
+#endif
+
 }  // namespace qv::test
