@@ -15,6 +15,7 @@
 #include "platform/platform.h"
 #include "shell/named_mutex.h"
 #include "support/wait_until.h"
+#include "support/wine_start_retry.h"
 
 #ifdef _WIN32
 #include "platform/win32/windows_api.h"
@@ -85,7 +86,10 @@ protected:
         std::wstring commandLine = L"\"" + path + L"\"";
         for (const std::wstring& argument : arguments) commandLine += L" \"" + argument + L"\"";
         CRefPtr<IProcessHandle> process;
-        EXPECT_EQ(platform->Processes()->CreateProcess(path, commandLine, 0, process), 0u) << WideToUtf8(path);
+        EXPECT_EQ(test::StartRetryingWineInternalError(
+                      [&] { return platform->Processes()->CreateProcess(path, commandLine, 0, process); }),
+                  0u)
+            << WideToUtf8(path);
         if (process) started.push_back(process);
         return process;
     }

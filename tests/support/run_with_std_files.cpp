@@ -1,6 +1,7 @@
 #include "support/run_with_std_files.h"
 
 #include "support/wait_until.h"
+#include "support/wine_start_retry.h"
 
 #ifdef _WIN32
 #include "platform/win32/win32_unique_handle.h"
@@ -30,9 +31,12 @@ uint32_t RunWithCommandLine(const std::filesystem::path& application, std::wstri
     startup.hStdOutput = out.get();
     startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION info{};
-    if (!in || !out ||
-        !::CreateProcessW(application.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                          &startup, &info))
+    if (!in || !out || StartRetryingWineInternalError([&]() -> uint32_t {
+                           return ::CreateProcessW(application.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0,
+                                                   nullptr, nullptr, &startup, &info)
+                                      ? 0
+                                      : ::GetLastError();
+                       }) != 0)
         return 1000;
     const CUniqueHandle process(info.hProcess), thread(info.hThread);
     DWORD code = 1001;

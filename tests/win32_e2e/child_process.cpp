@@ -8,6 +8,7 @@
 
 #include "core/text.h"
 #include "platform/win32/windows_api.h"
+#include "support/wine_start_retry.h"
 
 namespace qv::test {
 
@@ -69,9 +70,13 @@ ChildProcess::ChildProcess(const std::wstring& program, const std::vector<std::w
     startup.hStdOutput = writer.get();
     startup.hStdError = writer.get();
     PROCESS_INFORMATION info{};
-    if (!::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
-                          nullptr, &startup, &info)) {
-        ADD_FAILURE() << "cannot start " << WideToUtf8(program) << ": error " << ::GetLastError();
+    if (const uint32_t error = StartRetryingWineInternalError([&]() -> uint32_t {
+            return ::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
+                                    nullptr, nullptr, &startup, &info)
+                       ? 0
+                       : ::GetLastError();
+        })) {
+        ADD_FAILURE() << "cannot start " << WideToUtf8(program) << ": error " << error;
         return;
     }
     ::CloseHandle(info.hThread);

@@ -15,6 +15,7 @@
 #include "platform/native.h"
 #include "platform/platform.h"
 #include "platform/win32/windows_api.h"
+#include "support/wine_start_retry.h"
 
 namespace qv::test {
 
@@ -36,8 +37,10 @@ inline std::wstring ChildProgramPath() {
 inline CRefPtr<IProcessHandle> StartChild(const std::wstring& arguments, uint32_t creationFlags = 0) {
     const std::wstring program = ChildProgramPath();
     CRefPtr<IProcessHandle> child;
-    EXPECT_EQ(Win32Platform()->Processes()->CreateProcess(program, L"\"" + program + L"\" " + arguments, creationFlags,
-                                                          child),
+    EXPECT_EQ(StartRetryingWineInternalError([&] {
+                  return Win32Platform()->Processes()->CreateProcess(program, L"\"" + program + L"\" " + arguments,
+                                                                     creationFlags, child);
+              }),
               0u)
         << "the child did not start";
     return child;
