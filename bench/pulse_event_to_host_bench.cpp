@@ -30,7 +30,9 @@
 #include "event_latency_report.h"
 #include "logged_process.h"
 #include "platform/native.h"
+#include "platform/platform.h"
 #include "platform/process.h"
+#include "sessions/process_info.h"
 #include "sound_server.h"
 #include "support/test_host.h"
 #include "test_child.h"
@@ -112,16 +114,8 @@ private:
     std::vector<std::pair<uint32_t, Clock::time_point>> m_changes;
 };
 
-// The walk as the classifier makes it: the parent by a fresh snapshot, while
-// the parent opens with its times and image path.
-uint32_t ParentBySnapshot(IProcesses& processes, uint32_t pid) {
-    std::vector<ProcessEntry> snapshot;
-    if (processes.CreateToolhelp32Snapshot(snapshot) != 0) return 0;
-    for (const ProcessEntry& entry : snapshot)
-        if (entry.th32ProcessID == pid) return entry.th32ParentProcessID;
-    return 0;
-}
-
+// The walk as the classifier makes it: the parent by the model's own
+// snapshot lookup, while the parent opens with its times and image path.
 bool OpensWithImage(IProcesses& processes, uint32_t pid) {
     CRefPtr<IProcessHandle> process;
     FILETIME times[4];
@@ -135,8 +129,8 @@ bool OpensWithImage(IProcesses& processes, uint32_t pid) {
 std::pair<double, int> TimeAncestorWalk(IProcesses& processes, uint32_t player) {
     const Clock::time_point start = Clock::now();
     int snapshots = 1;
-    for (uint32_t p = ParentBySnapshot(processes, player); p != 0 && OpensWithImage(processes, p); ++snapshots)
-        p = ParentBySnapshot(processes, p);
+    for (uint32_t p = CProcessInfo::GetParentProcessId(player); p != 0 && OpensWithImage(processes, p); ++snapshots)
+        p = CProcessInfo::GetParentProcessId(p);
     return {Milliseconds(Clock::now() - start), snapshots};
 }
 
@@ -176,7 +170,9 @@ void BM_PulseEventToHostMessage(benchmark::State& state) {
         return;
     }
     SinkInputChanges changes;
-    const CRefPtr<IPlatform> platform = CreateNativePlatform();
+    // The process's platform, set in main: the walk's lookups reach it as the
+    // classifier's reach its own.
+    const CRefPtr<IPlatform> platform = GetPlatform();
     test::TestHost host(platform->Pipes());
     const std::string folder = server.Folder() + "/bench";
     std::filesystem::create_directories(folder);
@@ -252,8 +248,10 @@ int main(int argc, char** argv) {
     qv::test::SoundServer& server = qv::test::SoundServer::Get();
     server.SetUp();
     if (server.Folder().empty()) return 1;
+    qv::SetPlatform(qv::CreateNativePlatform());
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+    qv::SetPlatform(nullptr);
     server.TearDown();
     return 0;
 }

@@ -8,7 +8,6 @@
 #include "platform/linux/linux_files.h"
 #include "platform/linux/linux_http.h"
 #include "platform/linux/linux_media.h"
-#include "platform/linux/linux_pipes.h"
 #include "platform/linux/linux_plugins.h"
 #include "platform/linux/linux_power.h"
 #include "platform/linux/linux_processes.h"
@@ -36,7 +35,7 @@ HRESULT CLinuxPlatform::CreateDeviceEnumerator(CRefPtr<IMMDeviceEnumerator>& enu
 
 CRefPtr<IPipes> CLinuxPlatform::Pipes() {
     std::lock_guard lock(m_mutex);
-    if (!m_pipes) m_pipes = MakeRef<CLinuxPipes>();
+    if (!m_pipes) m_pipes = CreateNativePipes();
     return m_pipes;
 }
 CRefPtr<IRegistry> CLinuxPlatform::Registry() {

@@ -9,7 +9,6 @@
 #include "platform/win32/win32_http.h"
 #include "platform/win32/win32_media.h"
 #include "platform/win32/win32_message_loop.h"
-#include "platform/win32/win32_pipes.h"
 #include "platform/win32/win32_plugins.h"
 #include "platform/win32/win32_power.h"
 #include "platform/win32/win32_processes.h"
@@ -27,7 +26,7 @@ CRefPtr<IPlatform> CreateNativePlatform() { return MakeRef<CWin32Platform>(); }
 CWin32Platform::CWin32Platform()
     : m_system(MakeRef<CWin32System>()),
       m_debugOutput(MakeRef<CWin32DebugOutput>()),
-      m_pipes(MakeRef<CWin32Pipes>()),
+      m_pipes(CreateNativePipes()),
       m_registry(MakeRef<CWin32Registry>()),
       m_sync(MakeRef<CWin32Sync>()),
       m_power(MakeRef<CWin32Power>()),
